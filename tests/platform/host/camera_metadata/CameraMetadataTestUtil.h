@@ -3,6 +3,7 @@
 #include <system/camera_metadata.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -26,29 +27,28 @@ inline void setU32(void* p, size_t offset, uint32_t v) {
     memcpy(static_cast<uint8_t*>(p) + offset, &v, sizeof(v));
 }
 
-// A heap copy of exactly `size` bytes after `shift` bytes, so that ASan
-// reports any access past the packet.
+// A heap copy of exactly `size` bytes placed `shift` bytes into its block,
+// so that ASan reports any access past the packet.
 struct ExactCopy {
-    ExactCopy(const void* src, size_t size, size_t shift = 0)
-        : bytes(new uint8_t[size + shift]), size(size), shift(shift) {
-        memcpy(bytes.get() + shift, src, size);
+    ExactCopy(const void* src, size_t n, size_t shift = 0)
+        : bytes(new uint8_t[n + shift]), size(n), at(bytes.get() + shift) {
+        memcpy(at, src, n);
     }
-    camera_metadata_t* get() { return reinterpret_cast<camera_metadata_t*>(bytes.get() + shift); }
+    camera_metadata_t* get() { return reinterpret_cast<camera_metadata_t*>(at); }
     int validate() { return validate_camera_metadata_structure(get(), &size); }
     std::unique_ptr<uint8_t[]> bytes;
     size_t size;
-    size_t shift;
+    uint8_t* at;
 };
 
-// Everything written to a file descriptor by fn(fd).
+// What fn(fd) writes.
 template <typename Fn>
 std::string captureFd(Fn fn) {
     FILE* f = tmpfile();
     fn(fileno(f));
-    std::string out;
+    std::string out(static_cast<size_t>(ftell(f)), '\0');
     rewind(f);
-    char buf[512];
-    for (size_t n; (n = fread(buf, 1, sizeof(buf), f)) > 0;) out.append(buf, n);
+    out.resize(fread(&out[0], 1, out.size(), f));
     fclose(f);
     return out;
 }
