@@ -152,6 +152,8 @@ TEST_F(GrallocMapperTest, SingletonImportsRealBuffersThroughTheHostMapper)
     IGrallocMapper& mapper = IGrallocMapper::getInstance();
     EXPECT_EQ(&mapper, &IGrallocMapper::getInstance());
 
+    if (TAMO_GRALLOC_PLACEHOLDER)
+        GTEST_SKIP() << "buffers have no memory to import";
     // A buffer from elsewhere: imported (as a clone), wrapped, mapped, freed.
     auto source = ImageBufferBuilder().setImageFormat(0x20203859).setSize(16, 4).build();
     ASSERT_TRUE(source->lock("fill"));
