@@ -1,0 +1,27 @@
+/*
+ * Host android.hardware.graphics.mapper@2.0: the interface's types.
+ */
+#pragma once
+
+#include <cstdint>
+
+namespace android {
+namespace hardware {
+namespace graphics {
+namespace mapper {
+namespace V2_0 {
+
+enum class Error : int32_t {
+    NONE = 0,
+    BAD_DESCRIPTOR = 1,
+    BAD_BUFFER = 2,
+    BAD_VALUE = 3,
+    NO_RESOURCES = 5,
+    UNSUPPORTED = 7,
+};
+
+} // namespace V2_0
+} // namespace mapper
+} // namespace graphics
+} // namespace hardware
+} // namespace android

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <future>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <TamoLogCapture.h>
+#include <TamoLogControl.h>
+#include <tamo/ImageBuffer.h>
+
+namespace buffertest {
+
+struct LevelGuard {
+    uint32_t saved = tamo::g_logLv;
+    ~LevelGuard() { tamo::g_logLv = saved; }
+};
+
+// "function: message" of every captured line, in order.
+inline std::vector<std::string> lines(const tamo::host::LogCapture& capture)
+{
+    std::vector<std::string> out;
+    for (const auto& r : capture.records())
+        out.push_back(r.function + ": " + r.message);
+    return out;
+}
+
+inline tamo::ImageBufferBuilder builder(unsigned int format, unsigned int w, unsigned int h)
+{
+    tamo::ImageBufferBuilder b;
+    b.setImageFormat(format).setSize(w, h);
+    return b;
+}
+
+inline std::shared_ptr<tamo::ImageBufferManager> makePool(unsigned int min, unsigned int max,
+                                                         std::string name = "pool")
+{
+    return tamo::ImageBufferManagerBuilder().setMinCount(min).setMaxCount(max)
+            .setName(std::move(name)).setImageBufferBuilder(builder(0x20203859, 32, 8)).build();
+}
+
+// Waits for the first of several waiters to finish; a waiter that never
+// wakes ends the run with a failure instead of hanging it.
+template <typename T>
+size_t awaitAny(std::vector<std::future<T>*> futures, int seconds = 20)
+{
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+    while (std::chrono::steady_clock::now() < deadline)
+        for (size_t i = 0; i < futures.size(); i++)
+            if (futures[i]->wait_for(std::chrono::milliseconds(1)) == std::future_status::ready)
+                return i;
+    ADD_FAILURE() << "a waiter did not wake up";
+    std::fflush(nullptr);
+    std::abort();
+}
+
+} // namespace buffertest
