@@ -9,12 +9,11 @@
 #include <unordered_map>
 #include <vector>
 
+#include <tamo/Metadata.h>
 #include <tamo/StreamBuffer.h>
 #include <tamo_platform/AppHalStreamConfiguration.h>
 
 namespace tamo {
-
-class Metadata;
 
 // Immutable once built; its StreamInfo and Metadata are shared, not copied.
 class StreamConfigurationInfo {

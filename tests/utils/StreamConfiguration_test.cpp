@@ -11,18 +11,18 @@ using Streams = std::vector<std::shared_ptr<StreamInfo>>;
 
 namespace {
 
-struct LevelGuard {
+// Restores the log level; lists what was logged as "level function: message".
+struct Logged : LogCapture {
     uint32_t saved = g_logLv;
-    ~LevelGuard() { g_logLv = saved; }
+    ~Logged() { g_logLv = saved; }
+    Lines lines() const
+    {
+        Lines out;
+        for (const auto& r : records())
+            out.push_back(std::to_string(r.level) + " " + r.function + ": " + r.message);
+        return out;
+    }
 };
-
-Lines lines(const LogCapture& capture)
-{
-    Lines out;
-    for (const auto& r : capture.records())
-        out.push_back(std::to_string(r.level) + " " + r.function + ": " + r.message);
-    return out;
-}
 
 std::shared_ptr<StreamInfo> stream(uint32_t type, uint32_t format, int32_t camera = -1)
 {
@@ -35,124 +35,105 @@ std::shared_ptr<StreamInfo> stream(uint32_t type, uint32_t format, int32_t camer
 
 TEST(StreamConfigBuilder, WarnsOfNoStreamsOnlyWhenGivenNoneAndLoggingIsOn)
 {
-    LevelGuard level;
-    LogCapture capture;
+    Logged log;
     g_logLv = 0;
     StreamConfigBuilder().build();
-    EXPECT_TRUE(capture.records().empty());
-
+    EXPECT_TRUE(log.records().empty());
     g_logLv = 1;
-    auto config = StreamConfigBuilder().setLogicalId(3).build();
-    ASSERT_NE(config, nullptr);
+    auto config = StreamConfigBuilder().build();
     EXPECT_EQ(config->getNumberOfStreams(), 0u);
     EXPECT_FALSE(config->isReprocessStreamConfig());
-    EXPECT_EQ(lines(capture), (Lines{"1 build: no config stream."}));
-    EXPECT_EQ(capture.records()[0].file, "StreamConfiguration.cpp");
+    EXPECT_EQ(log.lines(), (Lines{"1 build: no config stream."}));
+    EXPECT_EQ(log.records()[0].file, "StreamConfiguration.cpp");
 
-    // Every stream filtered away: still no warning.
-    capture.clear();
+    log.clear();  // every stream filtered away: no warning
     config = StreamConfigBuilder().setLogicalId(2).enablePhysicalStream()
             .setStreamInfo(stream(0, 0x23, 3)).build();
     EXPECT_EQ(config->getNumberOfStreams(), 0u);
-    EXPECT_TRUE(capture.records().empty());
+    EXPECT_TRUE(log.records().empty());
 }
 
 TEST(StreamConfigBuilder, PhysicalFilterKeepsUnboundAndOwnStreamsInOrder)
 {
     auto unbound = stream(0, 0x23, -1), own = stream(0, 0x23, 2), other = stream(0, 0x23, 3);
     StreamConfigBuilder b;
-    b.setLogicalId(2).setOperationMode(1).setScenario(7).setStreamInfo(unbound);
-    b.setStreamInfos({own, other});
-    auto all = b.build();
-    EXPECT_EQ(all->getStreams(), (Streams{unbound, own, other}));
-    EXPECT_EQ(all->getNumberOfStreams(), 3u);
-
+    b.setLogicalId(2).setOperationMode(1).setScenario(7).setStreamInfo(unbound).setStreamInfos({own, other});
+    EXPECT_EQ(b.build()->getStreams(), (Streams{unbound, own, other}));
     StreamConfigBuilder copy = b;
     auto cut = copy.enablePhysicalStream().build();
     EXPECT_EQ(cut->getStreams(), (Streams{unbound, own}));
-    EXPECT_EQ(cut->getNumberOfStreams(), 2u);
-    EXPECT_EQ(std::make_tuple(cut->getLogicalId(), cut->getOperationMode(), cut->getScenario()),
-              std::make_tuple(2u, 1u, 7u));
+    EXPECT_EQ(std::make_tuple(cut->getNumberOfStreams(), cut->getLogicalId(), cut->getOperationMode(),
+                              cut->getScenario()),
+              std::make_tuple(2u, 2u, 1u, 7u));
+}
 
-    // A record given by value is copied, not shared.
-    StreamInfo local = *own;
-    auto copied = StreamConfigBuilder().setStreamInfo(local).build();
-    local.width = 99;
-    EXPECT_EQ(copied->getStreams()[0]->width, 0u);
+TEST(StreamConfigBuilder, BuildHandsTheSettingsOver)
+{
+    auto session = Metadata::create(), a = Metadata::create(), b = Metadata::create();
+    StreamConfigBuilder builder;
+    builder.setStreamInfo(stream(0, 0x23)).setConfigSetting(session);
+    builder.setCameraConfigSetting(1, a).setCameraConfigSetting(1, b).setCameraConfigSetting(2, a);
+    auto first = builder.build();
+    EXPECT_EQ(first->getConfigSetting(), session);
+    EXPECT_EQ(first->getCameraConfigSetting(1), b);
+    EXPECT_EQ(first->getCameraConfigSetting(2), a);
+    EXPECT_EQ(first->getCameraConfigSetting(5), nullptr);
+    auto second = StreamConfigBuilder(builder).build();
+    EXPECT_EQ(second->getConfigSetting(), nullptr);
+    EXPECT_EQ(second->getCameraConfigSetting(1), nullptr);
+    EXPECT_EQ(second->getStreams(), first->getStreams());
 }
 
 TEST(StreamConfigurationInfo, ReprocessNeedsRawOrYuvInputAndNoRawOutput)
 {
-    struct Case {
-        Streams streams;
-        bool reprocess;
-    };
-    auto raw16In = stream(1, 0x20);
     auto mislabelled = stream(1, 0x21);
     mislabelled->overrideFormat = 0x23;  // only format counts
-    const Case cases[] = {
+    const std::pair<Streams, bool> cases[] = {
             {{stream(1, 0x23), stream(0, 0x21)}, true},
             {{stream(1, 0x23), stream(0, 0x21), stream(0, 0x20)}, false},
             {{stream(1, 0x21)}, false},
-            {{raw16In, stream(0, 0x11)}, true},
+            {{stream(1, 0x20), stream(0, 0x11)}, true},
             {{stream(1, 0x32315659), stream(0, 0x26)}, false},
             {{stream(2, 0x11), stream(0, 0x21)}, false},  // type 2 is not input here
             {{stream(1, 0x11), stream(2, 0x25)}, false},  // but a RAW output
             {{mislabelled}, false},
             {{stream(1, 0x14), stream(1, 0x10)}, true},
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(StreamConfigBuilder().setStreamInfos(c.streams).build()->isReprocessStreamConfig(),
-                  c.reprocess)
-                << "first format 0x" << std::hex << c.streams[0]->format;
+    for (const auto& [streams, reprocess] : cases)
+        EXPECT_EQ(StreamConfigBuilder().setStreamInfos(streams).build()->isReprocessStreamConfig(), reprocess)
+                << std::hex << streams[0]->format;
 }
 
-TEST(StreamConfigurationInfo, DumpsStreamsAtInfoLevel)
+TEST(StreamConfiguration, DumpsAtInfoLevelOnly)
 {
-    auto in = stream(2, 0x23);
-    in->overrideFormat = 0x11;
-    in->width = 640;
-    in->height = 480;
-    in->maxBuffers = 4;
-    auto config = StreamConfigBuilder().setLogicalId(5).setStreamInfo(in)
-            .setStreamInfo(stream(0, 0x21)).build();
-    LevelGuard level;
-    LogCapture capture;
+    // Type 2, 640x480, format 0x23 overridden by 0x11, 4 buffers.
+    const StreamInfo in{0, 2, 640, 480, 0x23, 0, 0, 0, -1, 0, 0, 0, 0x11, 4, 0};
+    auto config = StreamConfigBuilder().setLogicalId(5).setStreamInfo(in).setStreamInfo(*stream(0, 0x21)).build();
+    Logged log;
     g_logLv = 1;
     config->dump();
-    EXPECT_TRUE(capture.records().empty());
     g_logLv = 2;
     config->dump();
-    EXPECT_EQ(lines(capture),
-              (Lines{"2 dump: Total 2 streams for camera: 5", "2 dump: \t format: 35 --> 17",
-                     "2 dump: \t size: 640x480", "2 dump: \t stream type: Input",
-                     "2 dump: \t max buffer count: 4", "2 dump: \t format: 33 --> 0",
-                     "2 dump: \t size: 0x0", "2 dump: \t stream type: Output",
-                     "2 dump: \t max buffer count: 0"}));
-}
+    EXPECT_EQ(log.lines(), (Lines{"2 dump: Total 2 streams for camera: 5", "2 dump: \t format: 35 --> 17",
+                                  "2 dump: \t size: 640x480", "2 dump: \t stream type: Input",
+                                  "2 dump: \t max buffer count: 4", "2 dump: \t format: 33 --> 0",
+                                  "2 dump: \t size: 0x0", "2 dump: \t stream type: Output",
+                                  "2 dump: \t max buffer count: 0"}));
 
-TEST(StreamUtils, DumpsHalStreamsWithDecimalUsagesAndTrailingTabs)
-{
+    // The HAL's answer: usages in decimal, with their trailing tabs.
+    log.clear();
     platform::AppHalStreamConfiguration hal;
-    LevelGuard level;
-    LogCapture capture;
-    g_logLv = 2;
     StreamUtils::dumpHalStreamConfiguration(hal);
-    EXPECT_EQ(lines(capture), (Lines{"2 dumpHalStreamConfiguration: Total 0 streams in HalStreamConfiguration"}));
-
     hal.halStreams.push_back({-1, 0x23, 0x20000, 0x800000000ull, 6, 0, "", false});
     g_logLv = 1;
-    capture.clear();
     StreamUtils::dumpHalStreamConfiguration(hal);
-    EXPECT_TRUE(capture.records().empty());
     g_logLv = 3;
     StreamUtils::dumpHalStreamConfiguration(hal);
-    EXPECT_EQ(lines(capture),
-              (Lines{"2 dumpHalStreamConfiguration: Total 1 streams in HalStreamConfiguration",
-                     "2 dumpHalStreamConfiguration: \t [-1]overrideFormat: 35",
-                     "2 dumpHalStreamConfiguration: \t [-1]producerUsage: 131072\t",
-                     "2 dumpHalStreamConfiguration: \t [-1]consumerUsage: 34359738368\t",
-                     "2 dumpHalStreamConfiguration: \t [-1]maxBuffers: 6"}));
+    const std::string f = "2 dumpHalStreamConfiguration: ";
+    EXPECT_EQ(log.lines(), (Lines{f + "Total 0 streams in HalStreamConfiguration",
+                                  f + "Total 1 streams in HalStreamConfiguration",
+                                  f + "\t [-1]overrideFormat: 35", f + "\t [-1]producerUsage: 131072\t",
+                                  f + "\t [-1]consumerUsage: 34359738368\t", f + "\t [-1]maxBuffers: 6"}));
 }
 
 } // namespace

@@ -19,12 +19,7 @@ struct Collector : IBufferCollector {
     std::vector<Buffers> sets;
     std::function<void(const Buffers&)> onSet;
     void collectBuffer(std::shared_ptr<StreamBuffer> buffer) override { single.push_back(buffer); }
-    void collectBufferSet(Buffers buffers) override
-    {
-        sets.push_back(buffers);
-        if (onSet)
-            onSet(buffers);
-    }
+    void collectBufferSet(Buffers buffers) override { sets.push_back(buffers); if (onSet) onSet(buffers); }
 };
 
 struct Requestor : IBufferRequestor {
@@ -32,11 +27,7 @@ struct Requestor : IBufferRequestor {
     std::shared_ptr<StreamInfo> asked;
     int calls = 0;
     std::shared_ptr<ImageBuffer> requestBuffer(std::shared_ptr<StreamInfo> info) override
-    {
-        calls++;
-        asked = info;
-        return answer;
-    }
+    { calls++; asked = info; return answer; }
 };
 
 std::shared_ptr<StreamInfo> stream(int id)
@@ -78,15 +69,12 @@ TEST(StreamBufferBuilder, ChecksItsSourcesInOrder)
     EXPECT_EQ(capture.withFormat("no stream info", 0).at(0).file, "ImageBuffer.cpp");
 
     // A buffer given up front needs no way back, but then has none.
-    auto given = StreamBufferBuilder().setImageBuffer(image).setCollector(dead)
-            .setStreamInfo(stream(1)).setRequestNumber(42).build();
+    auto given = StreamBufferBuilder().setImageBuffer(image).setCollector(dead).setStreamInfo(stream(1)).build();
     ASSERT_NE(given, nullptr);
-    EXPECT_EQ(given->getImageBuffer(), image);
-    EXPECT_EQ(given->getRequestNumber(), 42u);
     EXPECT_FALSE(StreamBufferUtils::returnStreamBuffer(given));
 }
 
-TEST(StreamBufferBuilder, StreamIdRewritesTheSharedRecordFromOneUp)
+TEST(StreamBuffer, StreamIdRewritesTheSharedRecordFromOneUpAndNamesTheBuffer)
 {
     auto info = stream(9);
     StreamBufferBuilder b;
@@ -104,11 +92,7 @@ TEST(StreamBufferBuilder, StreamIdRewritesTheSharedRecordFromOneUp)
     EXPECT_EQ(b.setStreamInfo(local, true).setStreamId(3).build()->getInfo(), "[3]nv21");
     EXPECT_EQ(local.format, 0x22u);
     EXPECT_EQ(local.streamId, 0);
-    EXPECT_EQ(b.setStreamInfo(local, false).build()->getStreamInfo()->format, 0x22u);
-}
 
-TEST(StreamBuffer, StatusStartsInErrorAndReadsWithTrailingBlank)
-{
     auto buffer = requested(3, std::make_shared<Collector>());
     EXPECT_EQ(buffer->getBufferStatus(), AppBufferStatus::ERROR);
     EXPECT_EQ(buffer->getStatus(), "[3]nv21(err) ");
@@ -118,7 +102,9 @@ TEST(StreamBuffer, StatusStartsInErrorAndReadsWithTrailingBlank)
     EXPECT_EQ(buffer->getStatus(), "[3]nv21(ok) ");
     buffer->getStreamInfo()->format = 0x99;
     buffer->getStreamInfo()->streamId = -2;
+    LogCapture capture;
     EXPECT_EQ(buffer->getInfo(), "[-2]");
+    EXPECT_EQ(lines(capture), (Lines{"getFormatString: format not found. 0x99"}));
 }
 
 TEST(StreamBuffer, AsksTheRequestorUntilItAnswersAndDumpsOnlyWhatItHas)
@@ -129,7 +115,6 @@ TEST(StreamBuffer, AsksTheRequestorUntilItAnswersAndDumpsOnlyWhatItHas)
     g_logLv = 2;
     LogCapture capture;
     buffer->dump();
-    EXPECT_EQ(lines(capture), (Lines{"dump: no image buffer to dump"}));
     EXPECT_EQ(capture.count("no image buffer to dump", 0), 1u);
 
     EXPECT_EQ(buffer->getImageBuffer(), nullptr);
@@ -173,7 +158,6 @@ TEST(StreamBufferSetBuilder, FiltersByStreamAndNeedsSourceThenCollector)
     EXPECT_EQ(byStream.setStreamBuffer(b).build(), nullptr);
     EXPECT_EQ(StreamBufferSetBuilder().setStreamBuffer(a).setCollector(dead).build(), nullptr);
     EXPECT_EQ(lines(capture), (Lines{"build: stream buffer set no source.", "build: no collector"}));
-    EXPECT_EQ(capture.count("no collector", 0), 1u);
 
     auto set = byStream.setStreamBuffers({a, b, c}).setCollector(collector).build();
     ASSERT_NE(set, nullptr);
@@ -230,7 +214,6 @@ TEST(StreamBufferSet, DiesBeforeItsBuffersWhichThenGoBackAlone)
     EXPECT_TRUE(StreamBufferUtils::returnStreamBuffer(kept));
     EXPECT_FALSE(StreamBufferUtils::returnStreamBuffer(kept));
     EXPECT_EQ(collector->single, Buffers{kept});
-    EXPECT_TRUE(collector->sets.empty());
 }
 
 TEST(StreamBufferUtils, SharesPlatformRecordsAndClonesStreamInfo)
@@ -241,20 +224,16 @@ TEST(StreamBufferUtils, SharesPlatformRecordsAndClonesStreamInfo)
     StreamBufferBuilder b;
     auto bare = b.setImageBuffer(builder(0x11, 64, 48).build()).setStreamInfo(info).build();
     auto with = b.setStreamBufferInfo(record).build();
-    EXPECT_EQ(StreamBufferUtils::getHidlStreamInfo(nullptr), nullptr);
     EXPECT_EQ(StreamBufferUtils::getHidlStreamInfo(bare), nullptr);
     ASSERT_NE(StreamBufferUtils::getHidlStreamInfo(with), nullptr);
     EXPECT_EQ(StreamBufferUtils::getHidlStreamInfo(with)->bufferId, 77u);
-    EXPECT_EQ(StreamBufferUtils::getHidlStreamInfo(with), StreamBufferUtils::getHidlStreamInfo(with));
     EXPECT_EQ(StreamBufferUtils::fetchStreamInfo({bare, with, bare}), (std::vector{info, info, info}));
     EXPECT_TRUE(StreamBufferUtils::fetchStreamInfo({}).empty());
 
     info->maxBuffers = 6;
     auto clone = StreamBufferUtils::cloneStreamInfo(info);
     b.setStreamId(12).build();
-    EXPECT_EQ(info->streamId, 12);
-    EXPECT_EQ(clone->streamId, 3);
-    EXPECT_EQ(clone->maxBuffers, 6u);
+    EXPECT_EQ(std::make_pair(clone->streamId, clone->maxBuffers), std::make_pair(3, 6u));
 }
 
 } // namespace
