@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "ImageBufferPrivate.h"
+#include "StreamBufferPrivate.h"
 #include "TamoLog.h"
 
 namespace tamo {
@@ -339,6 +340,293 @@ void ImageBufferManagerImpl::updateCounts()
 {
     freeCount.store(static_cast<uint32_t>(freeList.size()), std::memory_order_relaxed);
     busyCount.store(static_cast<uint32_t>(busyList.size()), std::memory_order_relaxed);
+}
+
+// Stream buffers and sets live here with the image buffers they carry.
+
+namespace {
+
+// Every member is made by StreamBufferBuilder; anything else is left alone.
+StreamBufferImpl* asImpl(const std::shared_ptr<StreamBuffer>& buffer)
+{
+    return dynamic_cast<StreamBufferImpl*>(buffer.get());
+}
+
+} // namespace
+
+StreamBufferBuilder::StreamBufferBuilder() : impl(std::make_shared<StreamBufferBuilderImpl>()) {}
+
+StreamBufferBuilder& StreamBufferBuilder::setImageBuffer(std::shared_ptr<ImageBuffer> buffer)
+{
+    impl->imageBuffer = std::move(buffer);
+    return *this;
+}
+
+StreamBufferBuilder& StreamBufferBuilder::setImageBufferBuilder(ImageBufferBuilder& builder)
+{
+    impl->imageBuffer = builder.build();
+    return *this;
+}
+
+StreamBufferBuilder& StreamBufferBuilder::setImageBufferRequestor(std::shared_ptr<IBufferRequestor> requestor)
+{
+    impl->requestor = std::move(requestor);
+    return *this;
+}
+
+StreamBufferBuilder& StreamBufferBuilder::setStreamBufferInfo(const platform::AppStreamBuffer& info)
+{
+    impl->streamBufferInfo = std::make_shared<platform::AppStreamBuffer>(info);
+    return *this;
+}
+
+StreamBufferBuilder& StreamBufferBuilder::setStreamInfo(const StreamInfo& info, bool useOverrideFormat)
+{
+    impl->streamInfo = std::make_shared<StreamInfo>(info);
+    if (useOverrideFormat)
+        impl->streamInfo->format = impl->streamInfo->overrideFormat;
+    return *this;
+}
+
+StreamBufferBuilder& StreamBufferBuilder::setStreamInfo(std::shared_ptr<StreamInfo> info)
+{
+    impl->streamInfo = std::move(info);
+    return *this;
+}
+
+StreamBufferBuilder& StreamBufferBuilder::setStreamId(int streamId)
+{
+    impl->streamId = streamId;
+    return *this;
+}
+
+StreamBufferBuilder& StreamBufferBuilder::setRequestNumber(unsigned int requestNumber)
+{
+    impl->requestNumber = requestNumber;
+    return *this;
+}
+
+StreamBufferBuilder& StreamBufferBuilder::setCollector(std::weak_ptr<IBufferCollector> collector)
+{
+    impl->collector = std::move(collector);
+    return *this;
+}
+
+std::shared_ptr<StreamBuffer> StreamBufferBuilder::build()
+{
+    if (impl->imageBuffer == nullptr && impl->requestor == nullptr) {
+        TAMO_LOGE("empty source");
+        return nullptr;
+    }
+    if (impl->imageBuffer != nullptr && impl->requestor != nullptr) {
+        TAMO_LOGE("invalid source");
+        return nullptr;
+    }
+    // A buffer asked of a pool must have a way back to it.
+    if (impl->requestor != nullptr && impl->collector.expired()) {
+        TAMO_LOGE("requested buffer cannot return");
+        return nullptr;
+    }
+    if (impl->streamInfo == nullptr) {
+        TAMO_LOGE("no stream info");
+        return nullptr;
+    }
+
+    auto buffer = std::make_shared<StreamBufferImpl>();
+    buffer->collector = impl->collector;
+    buffer->imageBuffer = impl->imageBuffer;
+    buffer->streamBufferInfo = impl->streamBufferInfo;
+    buffer->streamInfo = impl->streamInfo;
+    buffer->requestNumber = impl->requestNumber;
+    buffer->requestor = impl->requestor;
+    // Rewrites the record for all its holders; id 0 cannot be forced.
+    if (impl->streamId >= 1)
+        impl->streamInfo->streamId = impl->streamId;
+    return buffer;
+}
+
+std::shared_ptr<ImageBuffer> StreamBufferImpl::getImageBuffer()
+{
+    // An empty answer is kept too, so the next call asks again.
+    if (imageBuffer == nullptr)
+        imageBuffer = requestor->requestBuffer(streamInfo);
+    return imageBuffer;
+}
+
+std::shared_ptr<StreamInfo> StreamBufferImpl::getStreamInfo()
+{
+    return streamInfo;
+}
+
+uint32_t StreamBufferImpl::getRequestNumber()
+{
+    return requestNumber;
+}
+
+void StreamBufferImpl::setBufferStatus(platform::AppBufferStatus status)
+{
+    bufferStatus = status;
+}
+
+platform::AppBufferStatus StreamBufferImpl::getBufferStatus()
+{
+    return bufferStatus;
+}
+
+std::string StreamBufferImpl::getInfo()
+{
+    return "[" + std::to_string(streamInfo->streamId) + "]" +
+           ImageBufferUtils::getFormatString(streamInfo->format);
+}
+
+std::string StreamBufferImpl::getStatus()
+{
+    return getInfo() + (bufferStatus == platform::AppBufferStatus::ERROR ? "(err) " : "(ok) ");
+}
+
+void StreamBufferImpl::dump()
+{
+    // Dumping never asks the requestor for a buffer.
+    if (imageBuffer == nullptr) {
+        TAMO_LOGE("no image buffer to dump");
+        return;
+    }
+    imageBuffer->dump();
+}
+
+bool StreamBufferImpl::releaseBuffer()
+{
+    if (released)
+        return false;
+    auto receiver = collector.lock();
+    if (receiver == nullptr)
+        return false;
+    receiver->collectBuffer(shared_from_this());
+    released = true;
+    return true;
+}
+
+StreamBufferSetBuilder::StreamBufferSetBuilder() : impl(std::make_shared<StreamBufferSetBuilderImpl>()) {}
+
+StreamBufferSetBuilder::StreamBufferSetBuilder(int streamId) : StreamBufferSetBuilder()
+{
+    impl->streamIdFilter = streamId;
+}
+
+StreamBufferSetBuilder& StreamBufferSetBuilder::setStreamBuffers(const std::vector<std::shared_ptr<StreamBuffer>>& buffers)
+{
+    for (const auto& buffer : buffers)
+        setStreamBuffer(buffer);
+    return *this;
+}
+
+StreamBufferSetBuilder& StreamBufferSetBuilder::setStreamBuffer(std::shared_ptr<StreamBuffer> buffer)
+{
+    if (impl->streamIdFilter == -1 ||
+        (buffer != nullptr && buffer->getStreamInfo()->streamId == impl->streamIdFilter))
+        impl->streamBuffers.push_back(std::move(buffer));
+    return *this;
+}
+
+StreamBufferSetBuilder& StreamBufferSetBuilder::setCollector(std::weak_ptr<IBufferCollector> collector)
+{
+    impl->collector = std::move(collector);
+    return *this;
+}
+
+std::shared_ptr<StreamBufferSet> StreamBufferSetBuilder::build()
+{
+    if (impl->streamBuffers.empty()) {
+        TAMO_LOGE("stream buffer set no source.");
+        return nullptr;
+    }
+    if (impl->collector.expired()) {
+        TAMO_LOGE("no collector");
+        return nullptr;
+    }
+    auto set = std::make_shared<StreamBufferSetImpl>(impl->streamBuffers, impl->collector);
+    // The newest set wins a buffer offered to several.
+    for (const auto& buffer : impl->streamBuffers)
+        if (auto member = asImpl(buffer))
+            member->bufferSet = set;
+    return set;
+}
+
+StreamBufferSetImpl::StreamBufferSetImpl(std::vector<std::shared_ptr<StreamBuffer>> buffers,
+                                         std::weak_ptr<IBufferCollector> collector)
+    : size(static_cast<uint32_t>(buffers.size())), streamBuffers(std::move(buffers)),
+      collector(std::move(collector))
+{
+}
+
+uint32_t StreamBufferSetImpl::getSize()
+{
+    return size;
+}
+
+std::shared_ptr<StreamBuffer> StreamBufferSetImpl::getStreamBuffer(unsigned int index)
+{
+    return index < size ? streamBuffers[index] : nullptr;
+}
+
+std::vector<std::shared_ptr<StreamBuffer>> StreamBufferSetImpl::getStreamBuffers()
+{
+    return streamBuffers;
+}
+
+void StreamBufferSetImpl::dump()
+{
+    TAMO_LOGI_IF_ENABLED("contain %u of stream buffer", size);
+}
+
+bool StreamBufferSetImpl::releaseBufferSet()
+{
+    if (released)
+        return false;
+    auto receiver = collector.lock();
+    if (receiver == nullptr)
+        return false;
+    // Before the collector runs, so a member it returns on its own is not
+    // handed back a second time.
+    for (const auto& buffer : streamBuffers)
+        if (auto member = asImpl(buffer))
+            member->released = true;
+    receiver->collectBufferSet(streamBuffers);
+    released = true;
+    return true;
+}
+
+bool StreamBufferUtils::returnStreamBuffer(std::shared_ptr<StreamBuffer> buffer)
+{
+    auto member = asImpl(buffer);
+    if (member == nullptr)
+        return false;
+    if (!member->bufferSet.expired()) {
+        // A set that dies right here takes its buffer with it: not returned alone.
+        auto set = member->bufferSet.lock();
+        return set != nullptr && set->releaseBufferSet();
+    }
+    return member->releaseBuffer();
+}
+
+std::shared_ptr<platform::AppStreamBuffer> StreamBufferUtils::getHidlStreamInfo(std::shared_ptr<StreamBuffer> buffer)
+{
+    auto member = asImpl(buffer);
+    return member != nullptr ? member->streamBufferInfo : nullptr;
+}
+
+std::shared_ptr<StreamInfo> StreamBufferUtils::cloneStreamInfo(std::shared_ptr<StreamInfo> info)
+{
+    return std::make_shared<StreamInfo>(*info);
+}
+
+std::vector<std::shared_ptr<StreamInfo>> StreamBufferUtils::fetchStreamInfo(std::vector<std::shared_ptr<StreamBuffer>> buffers)
+{
+    std::vector<std::shared_ptr<StreamInfo>> infos;
+    infos.reserve(buffers.size());
+    for (const auto& buffer : buffers)
+        infos.push_back(buffer->getStreamInfo());
+    return infos;
 }
 
 } // namespace tamo

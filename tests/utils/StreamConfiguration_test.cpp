@@ -1,0 +1,139 @@
+#include <tamo/StreamConfiguration.h>
+
+#include <TamoLogCapture.h>
+#include <TamoLogControl.h>
+#include <gtest/gtest.h>
+
+using namespace tamo;
+using tamo::host::LogCapture;
+using Lines = std::vector<std::string>;
+using Streams = std::vector<std::shared_ptr<StreamInfo>>;
+
+namespace {
+
+// Restores the log level; lists what was logged as "level function: message".
+struct Logged : LogCapture {
+    uint32_t saved = g_logLv;
+    ~Logged() { g_logLv = saved; }
+    Lines lines() const
+    {
+        Lines out;
+        for (const auto& r : records())
+            out.push_back(std::to_string(r.level) + " " + r.function + ": " + r.message);
+        return out;
+    }
+};
+
+std::shared_ptr<StreamInfo> stream(uint32_t type, uint32_t format, int32_t camera = -1)
+{
+    auto info = std::make_shared<StreamInfo>();
+    info->streamType = type;
+    info->format = format;
+    info->physicalCameraId = camera;
+    return info;
+}
+
+TEST(StreamConfigBuilder, WarnsOfNoStreamsOnlyWhenGivenNoneAndLoggingIsOn)
+{
+    Logged log;
+    g_logLv = 0;
+    StreamConfigBuilder().build();
+    EXPECT_TRUE(log.records().empty());
+    g_logLv = 1;
+    auto config = StreamConfigBuilder().build();
+    EXPECT_EQ(config->getNumberOfStreams(), 0u);
+    EXPECT_FALSE(config->isReprocessStreamConfig());
+    EXPECT_EQ(log.lines(), (Lines{"1 build: no config stream."}));
+    EXPECT_EQ(log.records()[0].file, "StreamConfiguration.cpp");
+
+    log.clear();  // every stream filtered away: no warning
+    config = StreamConfigBuilder().setLogicalId(2).enablePhysicalStream()
+            .setStreamInfo(stream(0, 0x23, 3)).build();
+    EXPECT_EQ(config->getNumberOfStreams(), 0u);
+    EXPECT_TRUE(log.records().empty());
+}
+
+TEST(StreamConfigBuilder, PhysicalFilterKeepsUnboundAndOwnStreamsInOrder)
+{
+    auto unbound = stream(0, 0x23, -1), own = stream(0, 0x23, 2), other = stream(0, 0x23, 3);
+    StreamConfigBuilder b;
+    b.setLogicalId(2).setOperationMode(1).setScenario(7).setStreamInfo(unbound).setStreamInfos({own, other});
+    EXPECT_EQ(b.build()->getStreams(), (Streams{unbound, own, other}));
+    StreamConfigBuilder copy = b;
+    auto cut = copy.enablePhysicalStream().build();
+    EXPECT_EQ(cut->getStreams(), (Streams{unbound, own}));
+    EXPECT_EQ(std::make_tuple(cut->getNumberOfStreams(), cut->getLogicalId(), cut->getOperationMode(),
+                              cut->getScenario()),
+              std::make_tuple(2u, 2u, 1u, 7u));
+}
+
+TEST(StreamConfigBuilder, BuildHandsTheSettingsOver)
+{
+    auto session = Metadata::create(), a = Metadata::create(), b = Metadata::create();
+    StreamConfigBuilder builder;
+    builder.setStreamInfo(stream(0, 0x23)).setConfigSetting(session);
+    builder.setCameraConfigSetting(1, a).setCameraConfigSetting(1, b).setCameraConfigSetting(2, a);
+    auto first = builder.build();
+    EXPECT_EQ(first->getConfigSetting(), session);
+    EXPECT_EQ(first->getCameraConfigSetting(1), b);
+    EXPECT_EQ(first->getCameraConfigSetting(2), a);
+    EXPECT_EQ(first->getCameraConfigSetting(5), nullptr);
+    auto second = StreamConfigBuilder(builder).build();
+    EXPECT_EQ(second->getConfigSetting(), nullptr);
+    EXPECT_EQ(second->getCameraConfigSetting(1), nullptr);
+    EXPECT_EQ(second->getStreams(), first->getStreams());
+}
+
+TEST(StreamConfigurationInfo, ReprocessNeedsRawOrYuvInputAndNoRawOutput)
+{
+    auto mislabelled = stream(1, 0x21);
+    mislabelled->overrideFormat = 0x23;  // only format counts
+    const std::pair<Streams, bool> cases[] = {
+            {{stream(1, 0x23), stream(0, 0x21)}, true},
+            {{stream(1, 0x23), stream(0, 0x21), stream(0, 0x20)}, false},
+            {{stream(1, 0x21)}, false},
+            {{stream(1, 0x20), stream(0, 0x11)}, true},
+            {{stream(1, 0x32315659), stream(0, 0x26)}, false},
+            {{stream(2, 0x11), stream(0, 0x21)}, false},  // type 2 is not input here
+            {{stream(1, 0x11), stream(2, 0x25)}, false},  // but a RAW output
+            {{mislabelled}, false},
+            {{stream(1, 0x14), stream(1, 0x10)}, true},
+    };
+    for (const auto& [streams, reprocess] : cases)
+        EXPECT_EQ(StreamConfigBuilder().setStreamInfos(streams).build()->isReprocessStreamConfig(), reprocess)
+                << std::hex << streams[0]->format;
+}
+
+TEST(StreamConfiguration, DumpsAtInfoLevelOnly)
+{
+    // Type 2, 640x480, format 0x23 overridden by 0x11, 4 buffers.
+    const StreamInfo in{0, 2, 640, 480, 0x23, 0, 0, 0, -1, 0, 0, 0, 0x11, 4, 0};
+    auto config = StreamConfigBuilder().setLogicalId(5).setStreamInfo(in).setStreamInfo(*stream(0, 0x21)).build();
+    Logged log;
+    g_logLv = 1;
+    config->dump();
+    g_logLv = 2;
+    config->dump();
+    EXPECT_EQ(log.lines(), (Lines{"2 dump: Total 2 streams for camera: 5", "2 dump: \t format: 35 --> 17",
+                                  "2 dump: \t size: 640x480", "2 dump: \t stream type: Input",
+                                  "2 dump: \t max buffer count: 4", "2 dump: \t format: 33 --> 0",
+                                  "2 dump: \t size: 0x0", "2 dump: \t stream type: Output",
+                                  "2 dump: \t max buffer count: 0"}));
+
+    // The HAL's answer: usages in decimal, with their trailing tabs.
+    log.clear();
+    platform::AppHalStreamConfiguration hal;
+    StreamUtils::dumpHalStreamConfiguration(hal);
+    hal.halStreams.push_back({-1, 0x23, 0x20000, 0x800000000ull, 6, 0, "", false});
+    g_logLv = 1;
+    StreamUtils::dumpHalStreamConfiguration(hal);
+    g_logLv = 3;
+    StreamUtils::dumpHalStreamConfiguration(hal);
+    const std::string f = "2 dumpHalStreamConfiguration: ";
+    EXPECT_EQ(log.lines(), (Lines{f + "Total 0 streams in HalStreamConfiguration",
+                                  f + "Total 1 streams in HalStreamConfiguration",
+                                  f + "\t [-1]overrideFormat: 35", f + "\t [-1]producerUsage: 131072\t",
+                                  f + "\t [-1]consumerUsage: 34359738368\t", f + "\t [-1]maxBuffers: 6"}));
+}
+
+} // namespace
