@@ -28,7 +28,8 @@ public:
     virtual bool init(const camera_metadata* meta) = 0;
     virtual bool updateMetaDataByTag(unsigned int tag, const void* data, unsigned int count) = 0;
     virtual MetadataEntryData getMetadataByTag(unsigned int tag) = 0;
-    // meta must not be this object's own buffer: growing frees it first.
+    // meta may be this object's own buffer, or this object: its entries are
+    // then appended once more.
     virtual bool appendMetadata(const camera_metadata* meta) = 0;
     virtual bool appendMetadata(std::shared_ptr<Metadata> meta) = 0;
     virtual size_t getMetadataSize() = 0;

@@ -32,6 +32,16 @@ MetadataBuffer allocator(unsigned int entryCapacity, unsigned int dataCapacity)
                           [](camera_metadata* meta) { free_camera_metadata(meta); });
 }
 
+// An exact copy of src; empty when it cannot be made.
+MetadataBuffer copyOf(const camera_metadata* src)
+{
+    MetadataBuffer copy = allocator(static_cast<unsigned int>(get_camera_metadata_entry_count(src)),
+                                    static_cast<unsigned int>(get_camera_metadata_data_count(src)));
+    if (copy != nullptr && append_camera_metadata(copy.get(), src) != 0)
+        copy.reset();
+    return copy;
+}
+
 // Logs both buffers' room after a failed append, target first.
 void checkAppendMetaSize(const camera_metadata* target, const camera_metadata* src)
 {
@@ -241,6 +251,13 @@ bool MetadataImpl::relocateMetaCheck(const camera_metadata* src)
 
 bool MetadataImpl::appendMetadata(const camera_metadata* meta)
 {
+    // Growing frees the owned buffer before the append reads it: an object
+    // appended into itself is read from a copy. A failed copy fails the append.
+    MetadataBuffer self;
+    if (meta != nullptr && meta == mMeta.get()) {
+        self = copyOf(meta);
+        meta = self.get();
+    }
     if (!relocateMetaCheck(meta))
         return false;
     if (append_camera_metadata(mMeta.get(), meta) != 0) {
@@ -254,6 +271,11 @@ bool MetadataImpl::appendMetadata(const camera_metadata* meta)
 bool MetadataImpl::appendMetadata(std::shared_ptr<Metadata> meta)
 {
     const camera_metadata* src = meta != nullptr ? meta->getFwkMetadata() : nullptr;
+    MetadataBuffer self;
+    if (src != nullptr && src == mMeta.get()) {
+        self = copyOf(src);
+        src = self.get();
+    }
     if (!relocateMetaCheck(src))
         return false;
     if (append_camera_metadata(mMeta.get(), src) != 0) {

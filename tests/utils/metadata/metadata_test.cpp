@@ -67,6 +67,28 @@ TEST(Metadata, GrowsToExactlyWhatIsAppended)
     }
 }
 
+// Growing frees the buffer that an append into itself reads from.
+TEST(Metadata, AppendsItselfWhileGrowing)
+{
+    auto meta = object(ints(2, 16, {{C, 1}, {R, 4}})); // exact: any append grows it
+    ASSERT_TRUE(meta->appendMetadata(meta->getFwkMetadata()));
+    ASSERT_TRUE(meta->appendMetadata(meta));
+    EXPECT_EQ(caps(meta), Caps(8, 64));
+    camera_metadata_ro_entry_t e;
+    for (size_t i = 0; i < 8; i++) {
+        ASSERT_EQ(get_camera_metadata_ro_entry(meta->getFwkMetadata(), i, &e), 0);
+        EXPECT_EQ(e.tag, i % 2 ? uint32_t(R) : uint32_t(C));
+        EXPECT_EQ(V(e.data.i32, e.data.i32 + e.count), i % 2 ? V({1, 2, 3, 4}) : V({1})) << i;
+    }
+    ASSERT_TRUE(meta->init(20, 200)); // with room, in place
+    ASSERT_TRUE(meta->appendMetadata(ints(1, 16, {{R, 4}}).get()));
+    ASSERT_TRUE(meta->appendMetadata(meta->getFwkMetadata()));
+    EXPECT_EQ(get_camera_metadata_entry_count(meta->getFwkMetadata()), 2u);
+    EXPECT_EQ(get_camera_metadata_data_count(meta->getFwkMetadata()), 32u);
+    ASSERT_EQ(get_camera_metadata_ro_entry(meta->getFwkMetadata(), 1, &e), 0);
+    EXPECT_EQ(V(e.data.i32, e.data.i32 + e.count), V({1, 2, 3, 4}));
+}
+
 TEST(Metadata, UpdateClearsToAnEmptyEntry)
 {
     LogCapture capture;
