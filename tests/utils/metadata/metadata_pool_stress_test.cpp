@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
+#include <algorithm>
 #include <thread>
 
 #include "MetadataTestUtil.h"
@@ -12,75 +12,89 @@ using tamo::MetadataPool;
 
 namespace {
 
+constexpr auto REQUEST = MetadataPool::METADATA_TYPE_REQUEST;
 constexpr auto RESULT = MetadataPool::METADATA_TYPE_RESULT;
-constexpr unsigned int kWriters = 4, kRequests = 200, kKept = 65;
+constexpr unsigned int kThreads = 8, kSessions = 4, kShared = 1, kRounds = 500;
 
-// Each writer fills a session of its own, where requests get evicted, and
-// makes whole request round trips on two shared sessions; meanwhile a reader
-// looks requests up and registers sessions, and a dumper walks everything.
-TEST(MetadataPoolStress, ConcurrentRequestsLoseNothing)
+// A one-entry object of two int32 values, so that every append brings data
+// bytes and a result that outgrows its 400 entries keeps them.
+std::shared_ptr<tamo::Metadata> pair(uint32_t tag, int32_t value)
 {
-    LevelGuard level(3);
-    tamo::host::LogCapture capture; // quiet: keeps the dumps off the output
+    return object(ints(1, 8, {{tag, 2}}, value));
+}
+
+// Eight threads on four sessions. Each round a thread makes a whole request
+// round trip of its own and merges one result into the one request of the
+// session that every thread shares, which outgrows its buffer on the way; one thread dumps the
+// pool and one registers more sessions meanwhile. Every merged value must be
+// there exactly once, and only the shared requests may remain.
+TEST(MetadataPoolStress, EightThreadsOnFourSessionsLoseAndDuplicateNothing)
+{
+    LevelGuard level(3); // dumps render every line
+    tamo::host::LogCapture capture; // quiet
     MetadataPool pool;
-    pool.addSessionEntry(std::vector<unsigned int>{1, 2, 3, 4, 100, 101});
-    std::atomic<unsigned int> failures{0}, writersLeft{kWriters}, dumps{0};
+    for (unsigned int s = 1; s <= kSessions; s++) {
+        pool.addSessionEntry(s);
+        for (unsigned int r = 1; r <= kShared; r++)
+            ASSERT_EQ(pool.addRequestEntry(s, r, nullptr), 0);
+    }
+    std::atomic<unsigned int> failures{0};
     std::atomic<bool> go{false};
     std::vector<std::thread> threads;
-    auto spawn = [&](auto fn) {
-        threads.emplace_back([&go, fn] {
+    for (unsigned int t = 0; t < kThreads; t++) {
+        threads.emplace_back([&, t] {
             while (!go)
                 std::this_thread::yield();
-            fn();
-        });
-    };
-    for (unsigned int own = 1; own <= kWriters; own++) {
-        spawn([&, own] {
-            for (int r = 1; r <= int(kRequests); r++) {
-                const unsigned int shared = 100 + r % 2, request = own * 100000 + r;
-                bool ok = pool.addRequestEntry(own, r, object(ints(1, 0, {{C, 1}}, r))) == 0 &&
-                          pool.updateMetadata(own, r, RESULT, object(ints(1, 0, {{P, 1}}, own * 1000 + r))) &&
-                          pool.addRequestEntry(shared, request, nullptr) == 0;
-                for (uint32_t tag : {C, P, T})
-                    ok = ok && pool.updateMetadata(shared, request, RESULT, object(ints(1, 0, {{tag, 1}}, request + tag)));
-                auto result = pool.getMetadata(shared, request, RESULT);
-                for (uint32_t tag : {C, P, T})
-                    ok = ok && values(result, tag) == std::vector<int32_t>{int32_t(request + tag)};
-                if (!ok || pool.removeRequestEntry(shared, request) != 0)
+            for (unsigned int r = 0; r < kRounds; r++) {
+                const unsigned int session = (t + r) % kSessions + 1, request = (t + 1) * 100000 + r;
+                const int32_t value = int32_t(request);
+                bool ok = pool.addRequestEntry(session, request, object(ints(1, 0, {{C, 1}}, value))) == 0 &&
+                          pool.updateMetadata(session, request, RESULT, pair(P, value));
+                ok = ok && values(pool.getMetadata(session, request, REQUEST), C) == std::vector<int32_t>{value} &&
+                     values(pool.getMetadata(session, request, RESULT), P) == std::vector<int32_t>{value, value + 1};
+                ok = ok && pool.removeRequestEntry(session, request) == 0;
+                const unsigned int shared = (t + r) / kSessions % kShared + 1;
+                ok = ok && pool.updateMetadata(session, shared, RESULT, pair(T, value));
+                if (!ok)
                     failures++;
+                if (t == 0 && r % 16 == 0) {
+                    pool.dump();
+                    capture.clear();
+                }
+                if (t == 1 && r % 32 == 0)
+                    pool.addSessionEntry(100 + r);
             }
-            writersLeft--;
         });
     }
-    spawn([&] {
-        std::mt19937 random(7);
-        for (unsigned int i = 0; writersLeft != 0; i++) {
-            const int session = 1 + random() % kWriters, r = 1 + random() % kRequests;
-            auto settings = pool.getMetadata(session, r, MetadataPool::METADATA_TYPE_REQUEST);
-            if (settings != nullptr && values(settings, C) != std::vector<int32_t>{r})
-                failures++;
-            if (i % 64 == 0)
-                pool.addSessionEntry(200 + i / 64 % 8);
-        }
-    });
-    spawn([&] {
-        for (; writersLeft != 0; dumps++) {
-            pool.dump();
-            capture.clear();
-        }
-    });
     go = true;
     for (auto& t : threads)
         t.join();
     EXPECT_EQ(failures, 0u);
-    EXPECT_GT(dumps, 1u);
 
-    // Each writer's session keeps exactly its newest requests, with their results.
-    for (unsigned int own = 1; own <= kWriters; own++)
-        for (unsigned int r = 1; r <= kRequests; r++)
-            EXPECT_EQ(values(pool.getMetadata(own, r, RESULT), P),
-                      std::vector<int32_t>{r <= kRequests - kKept ? -1 : int32_t(own * 1000 + r)})
-                << own << "/" << r;
+    std::vector<int32_t> merged, wanted;
+    for (unsigned int t = 0; t < kThreads; t++)
+        for (unsigned int r = 0; r < kRounds; r++)
+            wanted.push_back(int32_t((t + 1) * 100000 + r));
+    for (unsigned int s = 1; s <= kSessions; s++) {
+        for (unsigned int r = 1; r <= kShared; r++) {
+            camera_metadata_t* result = pool.getMetadata(s, r, RESULT)->getFwkMetadata();
+            for (size_t i = 0; i < get_camera_metadata_entry_count(result); i++) {
+                camera_metadata_ro_entry_t e;
+                ASSERT_EQ(get_camera_metadata_ro_entry(result, i, &e), 0);
+                ASSERT_TRUE(e.tag == T && e.count == 2 && e.data.i32[1] == e.data.i32[0] + 1);
+                merged.push_back(e.data.i32[0]);
+            }
+        }
+    }
+    std::sort(merged.begin(), merged.end());
+    EXPECT_EQ(merged, wanted);
+    EXPECT_GT(merged.size() / (kSessions * kShared), 400u); // the shared results did grow
+
+    capture.clear();
+    for (unsigned int t = 0; t < kThreads; t++)
+        for (unsigned int r = 0; r < kRounds; r++)
+            EXPECT_EQ(pool.getMetadata((t + r) % kSessions + 1, (t + 1) * 100000 + r, RESULT), nullptr);
+    EXPECT_EQ(capture.count("Cannot find request %u", 0), kThreads * kRounds);
 }
 
 } // namespace
