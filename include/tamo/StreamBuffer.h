@@ -120,8 +120,8 @@ public:
 
 /*
  * Makes a set over the buffers offered to it (of one stream only, when
- * made with a stream id) and ties each member to the new set, taking it
- * from any earlier one. A set needs a live collector.
+ * made with a stream id; empty pointers never) and ties each member to the
+ * new set, taking it from any earlier one. A set needs a live collector.
  */
 class StreamBufferSetBuilder {
 public:
@@ -149,8 +149,10 @@ public:
     static bool returnStreamBuffer(std::shared_ptr<StreamBuffer> buffer);
     // The record given to the builder's setStreamBufferInfo(), shared.
     static std::shared_ptr<platform::AppStreamBuffer> getHidlStreamInfo(std::shared_ptr<StreamBuffer> buffer);
+    // Empty, with a log line, for an empty info.
     static std::shared_ptr<StreamInfo> cloneStreamInfo(std::shared_ptr<StreamInfo> info);
-    // One entry per buffer, shared records repeated.
+    // One entry per buffer, shared records repeated; an empty one for an
+    // empty buffer pointer.
     static std::vector<std::shared_ptr<StreamInfo>> fetchStreamInfo(std::vector<std::shared_ptr<StreamBuffer>> buffers);
 };
 

@@ -522,9 +522,16 @@ StreamBufferSetBuilder& StreamBufferSetBuilder::setStreamBuffers(const std::vect
 
 StreamBufferSetBuilder& StreamBufferSetBuilder::setStreamBuffer(std::shared_ptr<StreamBuffer> buffer)
 {
-    if (impl->streamIdFilter == -1 ||
-        (buffer != nullptr && buffer->getStreamInfo()->streamId == impl->streamIdFilter))
-        impl->streamBuffers.push_back(std::move(buffer));
+    // An empty pointer is dropped like a buffer of another stream: a set
+    // never hands one to its collector.
+    if (buffer == nullptr)
+        return *this;
+    if (impl->streamIdFilter != -1) {
+        auto info = buffer->getStreamInfo();
+        if (info == nullptr || info->streamId != impl->streamIdFilter)
+            return *this;
+    }
+    impl->streamBuffers.push_back(std::move(buffer));
     return *this;
 }
 
@@ -617,6 +624,10 @@ std::shared_ptr<platform::AppStreamBuffer> StreamBufferUtils::getHidlStreamInfo(
 
 std::shared_ptr<StreamInfo> StreamBufferUtils::cloneStreamInfo(std::shared_ptr<StreamInfo> info)
 {
+    if (info == nullptr) {
+        TAMO_LOGE("no stream info");
+        return nullptr;
+    }
     return std::make_shared<StreamInfo>(*info);
 }
 
@@ -624,8 +635,12 @@ std::vector<std::shared_ptr<StreamInfo>> StreamBufferUtils::fetchStreamInfo(std:
 {
     std::vector<std::shared_ptr<StreamInfo>> infos;
     infos.reserve(buffers.size());
-    for (const auto& buffer : buffers)
-        infos.push_back(buffer->getStreamInfo());
+    for (const auto& buffer : buffers) {
+        // Still one entry per buffer, so positions keep matching.
+        if (buffer == nullptr)
+            TAMO_LOGE("empty stream buffer");
+        infos.push_back(buffer != nullptr ? buffer->getStreamInfo() : nullptr);
+    }
     return infos;
 }
 

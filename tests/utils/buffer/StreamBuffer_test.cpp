@@ -236,4 +236,26 @@ TEST(StreamBufferUtils, SharesPlatformRecordsAndClonesStreamInfo)
     EXPECT_EQ(std::make_pair(clone->streamId, clone->maxBuffers), std::make_pair(3, 6u));
 }
 
+// Empty pointers are dropped or answered with empty ones, never handed to a
+// collector nor followed.
+TEST(StreamBufferUtils, RefuseEmptyPointers)
+{
+    auto collector = std::make_shared<Collector>();
+    auto a = requested(7, collector);
+    LogCapture capture;
+    EXPECT_EQ(StreamBufferSetBuilder().setStreamBuffer(nullptr).setCollector(collector).build(), nullptr);
+    EXPECT_EQ(StreamBufferSetBuilder(7).setStreamBuffers({nullptr, a}).setCollector(collector).build()->getSize(), 1u);
+    auto set = StreamBufferSetBuilder().setStreamBuffers({nullptr, a, nullptr}).setCollector(collector).build();
+    ASSERT_NE(set, nullptr);
+    EXPECT_EQ(set->getStreamBuffers(), Buffers{a});
+    EXPECT_TRUE(StreamBufferUtils::returnStreamBuffer(a));
+    EXPECT_EQ(collector->sets, std::vector<Buffers>{Buffers{a}});
+
+    EXPECT_EQ(StreamBufferUtils::cloneStreamInfo(nullptr), nullptr);
+    auto info = a->getStreamInfo();
+    EXPECT_EQ(StreamBufferUtils::fetchStreamInfo({a, nullptr, a}), (std::vector<std::shared_ptr<StreamInfo>>{info, nullptr, info}));
+    EXPECT_EQ(lines(capture), (Lines{"build: stream buffer set no source.", "cloneStreamInfo: no stream info",
+                                     "fetchStreamInfo: empty stream buffer"}));
+}
+
 } // namespace
