@@ -79,6 +79,11 @@ StreamConfigBuilder& StreamConfigBuilder::setScenario(unsigned int scenario)
 
 StreamConfigBuilder& StreamConfigBuilder::setStreamInfo(std::shared_ptr<StreamInfo> info)
 {
+    // Every stream of a configuration is read: an empty one is not taken.
+    if (info == nullptr) {
+        TAMO_LOGE("empty stream info");
+        return *this;
+    }
     impl->streams.push_back(std::move(info));
     return *this;
 }
@@ -91,8 +96,8 @@ StreamConfigBuilder& StreamConfigBuilder::setStreamInfo(const StreamInfo& info)
 
 StreamConfigBuilder& StreamConfigBuilder::setStreamInfos(std::vector<std::shared_ptr<StreamInfo>> infos)
 {
-    impl->streams.insert(impl->streams.end(), std::make_move_iterator(infos.begin()),
-                         std::make_move_iterator(infos.end()));
+    for (auto& info : infos)
+        setStreamInfo(std::move(info));
     return *this;
 }
 

@@ -51,7 +51,7 @@ public:
     StreamConfigBuilder& setLogicalId(unsigned int logicalId);
     StreamConfigBuilder& setOperationMode(unsigned int operationMode);
     StreamConfigBuilder& setScenario(unsigned int scenario);
-    // Appends the record itself, shared.
+    // Appends the record itself, shared; an empty pointer is refused.
     StreamConfigBuilder& setStreamInfo(std::shared_ptr<StreamInfo> info);
     // Appends a copy.
     StreamConfigBuilder& setStreamInfo(const StreamInfo& info);

@@ -67,6 +67,24 @@ TEST(StreamConfigBuilder, PhysicalFilterKeepsUnboundAndOwnStreamsInOrder)
               std::make_tuple(2u, 2u, 1u, 7u));
 }
 
+// An empty stream pointer would be followed by the filter, the dump and the
+// reprocess test: it never gets in.
+TEST(StreamConfigBuilder, RefusesEmptyStreams)
+{
+    Logged log;
+    g_logLv = 2;
+    auto input = stream(1, 0x23, 2);
+    auto config = StreamConfigBuilder().setLogicalId(2).setStreamInfo(nullptr).setStreamInfos({nullptr, input})
+            .enablePhysicalStream().build();
+    EXPECT_EQ(config->getStreams(), Streams{input});
+    EXPECT_TRUE(config->isReprocessStreamConfig());
+    config->dump();
+    const Lines lines = log.lines();
+    ASSERT_GT(lines.size(), 2u);
+    EXPECT_EQ(Lines(lines.begin(), lines.begin() + 2),
+              (Lines{"0 setStreamInfo: empty stream info", "0 setStreamInfo: empty stream info"}));
+}
+
 TEST(StreamConfigBuilder, BuildHandsTheSettingsOver)
 {
     auto session = Metadata::create(), a = Metadata::create(), b = Metadata::create();
