@@ -1,0 +1,213 @@
+#include "metadata/metadata.h"
+
+#include <camera_metadata_hidden.h>
+#include <gtest/gtest.h>
+
+#include "MetadataTestUtil.h"
+
+using namespace metadata_test;
+using tamo::Metadata;
+using tamo::host::LogCapture;
+using Lines = std::vector<std::string>;
+using Caps = std::pair<size_t, size_t>;
+using V = std::vector<int32_t>;
+
+namespace {
+
+Caps caps(const std::shared_ptr<Metadata>& meta)
+{
+    return {get_camera_metadata_entry_capacity(meta->getFwkMetadata()),
+            get_camera_metadata_data_capacity(meta->getFwkMetadata())};
+}
+
+TEST(Metadata, GrowsToExactlyWhatIsAppended)
+{
+    auto three = ints(8, 64, {{C, 1}, {P, 1}, {R, 4}}); // 3 entries, 16 data bytes
+    auto two = ints(2, 8, {{T, 1}, {F, 2}});             // 2 entries, 8 data bytes
+    auto meta = Metadata::create();
+    EXPECT_EQ(meta->getFwkMetadata(), nullptr);
+    ASSERT_TRUE(meta->appendMetadata(ints(1, 0, {{C, 1}}).get())); // no data bytes: default room
+    EXPECT_EQ(caps(meta), Caps(400, 180000));
+    meta = Metadata::create();
+    ASSERT_TRUE(meta->appendMetadata(three.get()));
+    EXPECT_EQ(caps(meta), Caps(3, 16));
+    ASSERT_TRUE(meta->appendMetadata(object(two)));
+    EXPECT_EQ(caps(meta), Caps(5, 24));
+    EXPECT_EQ(values(meta, R), V({1, 2, 3, 4}));
+    EXPECT_EQ(values(meta, F), V({1, 2}));
+
+    ASSERT_TRUE(meta->init(3, 1000)); // short of entries only: still the exact sums
+    ASSERT_TRUE(meta->appendMetadata(three.get()));
+    ASSERT_TRUE(meta->appendMetadata(two.get()));
+    EXPECT_EQ(caps(meta), Caps(5, 24));
+    ASSERT_TRUE(meta->init(20, 200)); // room enough: the buffer stays
+    camera_metadata* before = meta->getFwkMetadata();
+    ASSERT_TRUE(meta->appendMetadata(three.get()));
+    EXPECT_EQ(meta->getFwkMetadata(), before);
+    EXPECT_EQ(caps(meta), Caps(20, 200));
+
+    // An exact copy is full; growing a buffer without data bytes drops its entries.
+    meta = object(ints(4, 64, {{C, 1}, {P, 1}}));
+    EXPECT_EQ(caps(meta), Caps(2, 0));
+    EXPECT_FALSE(meta->updateMetaDataByTag(T, three.get(), 1)); // any 4 bytes
+    ASSERT_TRUE(meta->appendMetadata(ints(1, 0, {{T, 1}}).get()));
+    EXPECT_EQ(caps(meta), Caps(3, 0));
+    EXPECT_EQ(values(meta, C), V({-1}));
+    EXPECT_EQ(values(meta, T), V({1}));
+
+    auto src = Metadata::create();
+    ASSERT_TRUE(src->init(10, 200));
+    ASSERT_TRUE(src->appendMetadata(three.get()));
+    EXPECT_EQ(caps(Metadata::clone(src)), Caps(3, 16));
+    for (auto [entries, data, want] : {std::tuple{0u, 0u, Caps(3, 16)}, {1000u, 100000u, Caps(1000, 100000)},
+                                       {1u, 100000u, Caps(3, 100000)}, {1000u, 1u, Caps(1000, 16)}}) {
+        auto copy = Metadata::clone(src, entries, data);
+        EXPECT_EQ(caps(copy), want);
+        EXPECT_EQ(values(copy, R), V({1, 2, 3, 4}));
+    }
+}
+
+TEST(Metadata, UpdateClearsToAnEmptyEntry)
+{
+    LogCapture capture;
+    auto meta = Metadata::create();
+    const V v(17, 7);
+    EXPECT_FALSE(meta->updateMetaDataByTag(R, v.data(), 4)); // no buffer: fails quietly
+    ASSERT_TRUE(meta->init(4, 64));
+    EXPECT_TRUE(meta->updateMetaDataByTag(R, v.data(), 4));
+    EXPECT_TRUE(meta->updateMetaDataByTag(R, v.data(), 8));
+    auto* base = reinterpret_cast<const char*>(meta->getFwkMetadata());
+    auto entry = meta->getMetadataByTag(R);
+    EXPECT_TRUE(entry.count == 8 && entry.data > base && entry.data < base + meta->getMetadataSize());
+    EXPECT_TRUE(meta->updateMetaDataByTag(R, nullptr, 0));
+    entry = meta->getMetadataByTag(R);
+    EXPECT_TRUE(entry.count == 0 && entry.data != nullptr);
+    EXPECT_TRUE(meta->updateMetaDataByTag(R, v.data(), 2));
+    EXPECT_EQ(values(meta, R), V({7, 7}));
+    EXPECT_TRUE(capture.records().empty());
+
+    EXPECT_FALSE(meta->updateMetaDataByTag(R, v.data(), 17)); // 72 bytes: no room
+    EXPECT_EQ(values(meta, R), V({7, 7}));
+    entry = meta->getMetadataByTag(T);
+    EXPECT_TRUE(entry.count == 0xFFFFFFFF && entry.data == nullptr);
+    EXPECT_FALSE(meta->init(nullptr));
+    EXPECT_FALSE(meta->init(0xFFFFFFFF, 0xFFFFFFFF));
+    EXPECT_EQ(meta->getFwkMetadata(), nullptr);
+    EXPECT_EQ(lines(capture), Lines({"0 updateMetaDataByTag: update fail", "0 init: structure not currect",
+                                     "0 init: allocate metadata fail, entryCapacity(4294967295), "
+                                     "dataSize(4294967295)"}));
+}
+
+TEST(Metadata, FailedAppendsReportBothBuffers)
+{
+    auto meta = Metadata::create();
+    ASSERT_TRUE(meta->init(4, 64));
+    ASSERT_TRUE(meta->appendMetadata(ints(1, 16, {{R, 4}}).get()));
+    auto other = ints(2, 16, {{C, 1}});
+    set_camera_metadata_vendor_id(meta->getFwkMetadata(), 1); // vendors never mix
+    set_camera_metadata_vendor_id(other.get(), 2);
+    LogCapture capture;
+    EXPECT_FALSE(meta->appendMetadata(other.get()));
+    EXPECT_FALSE(meta->appendMetadata(object(other)));
+    auto huge = ints(1, 8, {}); // no room can be made for it
+    reinterpret_cast<uint32_t*>(huge.get())[6] = 0xFFFFFFE8; // its data count
+    EXPECT_FALSE(meta->appendMetadata(huge.get()));
+    EXPECT_EQ(meta->getFwkMetadata(), nullptr);
+    const std::string check = "0 checkAppendMetaSize: ", target = check +
+        "target check, entry capacity 4, data capacity 64, entry count 1, data count 16,";
+    EXPECT_EQ(lines(capture), Lines({
+        "0 appendMetadata: append Framework metadata fail", target,
+        check + "append check, entry capacity 2, data capacity 16, entry count 1, data count 0,",
+        "0 appendMetadata: append TAMO metadata fail", target,
+        check + "append check, entry capacity 1, data capacity 0, entry count 1, data count 0,",
+        "0 relocateMetaCheck: append src metadata to relocateMeta failed",
+        check + "target check, entry capacity 0, data capacity 0, entry count 0, data count 0,",
+        check + "append check, entry capacity 4, data capacity 64, entry count 1, data count 16,"}));
+}
+
+// Names for the framework tags that dumps render specially, and for two more.
+const char* vendorSection(const vendor_tag_ops_t*, uint32_t tag)
+{
+    return tag >> 16 == 0x8001 ? "com.tolv.chi.override" : tag >> 16 == 0x8004 ? "tolv.feedback" : nullptr;
+}
+const char* vendorName(const vendor_tag_ops_t*, uint32_t tag)
+{
+    return tag == 0x80010000 ? "CameraType" : tag == 0x80010001 ? "LargeSizeThumbnail"
+         : tag == 0x80040000 ? "nextJpeg" : nullptr;
+}
+int vendorType(const vendor_tag_ops_t*, uint32_t tag) { return tag == 0x80040001 ? TYPE_INT32 : TYPE_BYTE; }
+
+TEST(MetadataDump, LinesByTypeAndFrameworkTags)
+{
+    static vendor_tag_ops_t ops = {};
+    ops.get_section_name = vendorSection;
+    ops.get_tag_name = vendorName;
+    ops.get_tag_type = vendorType;
+    set_camera_metadata_vendor_ops(&ops);
+    uint8_t b[20];
+    std::iota(b, b + 20, 0);
+    const int32_t i[5] = {1, -2, 3, 4, 5};
+    const float f[9] = {1.5f, 0, 0, 0, 0, 0, 0, 0, -0.25f};
+    const int64_t l[3] = {-5000000000, 2, 3};
+    const double d[5] = {0.25, 1, 2, 3, 4};
+    const camera_metadata_rational_t r[3] = {{1, 3}, {2, 5}, {7, 1}};
+    const struct { uint32_t tag; const void* data; unsigned int count; } entries[] = {
+        {ANDROID_COLOR_CORRECTION_MODE, b, 1}, {ANDROID_COLOR_CORRECTION_ABERRATION_MODE, b, 20}, {R, i, 5},
+        {ANDROID_COLOR_CORRECTION_GAINS, f, 9}, {ANDROID_FLASH_FIRING_TIME, l, 3}, {ANDROID_JPEG_GPS_COORDINATES, d, 5},
+        {ANDROID_COLOR_CORRECTION_TRANSFORM, r, 3}, {C, i, 0}, {0x80010001, b + 2, 3}, {0x80040000, b, 1},
+        {0x80010000, "front", 5}, {0x80040001, i, 1}, {0x80050000, b + 9, 1}};
+    auto meta = Metadata::create();
+    ASSERT_TRUE(meta->init(16, 1024));
+    for (const auto& e : entries)
+        ASSERT_TRUE(meta->updateMetaDataByTag(e.tag, e.data, e.count));
+    reinterpret_cast<uint8_t*>(meta->getFwkMetadata())[48 + 12] = 7; // an unknown type for the first entry
+    EXPECT_EQ(meta->getMetadataByTag(ANDROID_COLOR_CORRECTION_MODE).data, nullptr);
+
+    LevelGuard level(2);
+    LogCapture capture;
+    meta->dump(); // each line is gated on its own
+    tamo::g_logLv = 3;
+    meta->dump();
+    Lines expected;
+    for (const char* line : {"Dumping 13 entries", "\tandroid.colorCorrection.mode (00000) : unknown_type[1]", "\t\t?????",
+             "\tandroid.colorCorrection.aberrationMode (00003) : byte[20]",
+             "\t\t[ 0 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 ]", "\t\t[ 16 17 18 19 ]",
+             "\tandroid.control.aeRegions (10004) : int32[5]", "\t\t[ 1 -2 3 4 ]", "\t\t[ 5 ]",
+             "\tandroid.colorCorrection.gains (00002) : float[9]",
+             "\t\t[ 1.500000 0.000000 0.000000 0.000000 0.000000 0.000000 0.000000 0.000000 ]", "\t\t[ -0.250000 ]",
+             "\tandroid.flash.firingTime (40001) : int64[3]", "\t\t[ -5000000000 2 ]", "\t\t[ 3 ]",
+             "\tandroid.jpeg.gpsCoordinates (70000) : double[5]", "\t\t[ 0.250000 1.000000 2.000000 3.000000 ]",
+             "\t\t[ 4.000000 ]",
+             "\tandroid.colorCorrection.transform (00001) : rational[3]", "\t\t[ 1/3 2/5 ]", "\t\t[ 7/1 ]",
+             "\tandroid.control.aeExposureCompensation (10001) : int32[0]",
+             "\tcom.tolv.chi.override.LargeSizeThumbnail (80010001) : byte[3]", "\t\t[ TRUE ]",
+             "\ttolv.feedback.nextJpeg (80040000) : byte[1]", "\t\t[ FALSE ]",
+             "\tcom.tolv.chi.override.CameraType (80010000) : byte[5]", "\t\t[ front ]",
+             "\ttolv.feedback.unknown_tag (80040001) : int32[1]", "\t\t[ 1 ]",
+             "\tunknown_section.unknown_tag (80050000) : byte[1]", "\t\t[ 9 ]"})
+        expected.push_back(std::string("3 dump: ") + line);
+    EXPECT_EQ(lines(capture), expected);
+
+    // The string form: no special cases, and an unknown type ends at its tab.
+    std::string out = "pre|";
+    for (uint32_t tag : {0x80010001u, uint32_t(R), uint32_t(C), uint32_t(T), 0u})
+        meta->dumpByTag(tag, out);
+    EXPECT_EQ(out, "pre|Tag:com.tolv.chi.override.LargeSizeThumbnail Type:byte\t[ 2 3 4 ], \n"
+                   "Tag:android.control.aeRegions Type:int32\t[ 1 -2 3 4 ], [ 5 ], \n"
+                   "Tag:android.control.aeExposureCompensation Type:int32\t\n[Tag Not Found]\n"
+                   "Tag:android.colorCorrection.mode Type:unknown_type\t");
+    set_camera_metadata_vendor_ops(nullptr);
+
+    capture.clear();
+    auto empty = Metadata::create();
+    empty->dump();
+    empty->dumpByTag(R, out = "");
+    EXPECT_EQ(out, "[metadata is null]\n");
+    object(ints(1, 1, {}))->dump();
+    tamo::g_logLv = 0;
+    empty->dump();
+    EXPECT_EQ(lines(capture), Lines({"0 dump: dumpMeta, metadata is null", "0 dumpByTag: dumpByTag, metadata is null",
+                                     "3 dump: Dumping 0 entries", "0 dump: dumpMeta, metadata is null"}));
+}
+
+} // namespace
