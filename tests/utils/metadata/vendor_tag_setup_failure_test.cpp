@@ -4,11 +4,10 @@
  * installer. Built once per case (DL_CASE, named DL_SUITE); each case needs a
  * fresh process.
  */
-#include <dlfcn.h>
-
 #include <string>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <TamoLogCapture.h>
@@ -22,38 +21,8 @@ using tamo::VendorTagUtils;
 using tamo::host::LogCapture;
 using tamo::test::LogLevelGuard;
 
-namespace {
-
-// The loader's text for the failure the interposer stages.
-std::string expectedLoaderText()
-{
-    switch (DL_CASE) {
-    case DL_OPEN_FAILS:
-    case DL_OPEN_OTHER: {
-        dlerror();
-        void* handle = DL_CASE == DL_OPEN_FAILS ? dlopen(DL_MISSING_LIBRARY, RTLD_NOW)
-                                                : dlopen(DL_OTHER_LIBRARY, RTLD_NOW);
-        if (handle != nullptr) {
-            dlsym(handle, "set_camera_metadata_vendor_ops");
-            const char* text = dlerror();
-            std::string result = text != nullptr ? text : "";
-            dlclose(handle);
-            return result;
-        }
-        const char* text = dlerror();
-        return text != nullptr ? text : "";
-    }
-    default:
-        return "unknown";
-    }
-}
-
-} // namespace
-
 TEST(DL_SUITE, IsLoggedOnceAndListingGoesOn)
 {
-    const std::string loaderText = expectedLoaderText();
-    ASSERT_FALSE(loaderText.empty());
     dl_mode = static_cast<dl_interpose_mode>(DL_CASE);
     dl_open_calls = dl_close_calls = 0;
     LogCapture capture;
@@ -63,12 +32,15 @@ TEST(DL_SUITE, IsLoggedOnceAndListingGoesOn)
     VendorTagUtils::getAllVendorTags(sections);
     VendorTagUtils::getAllVendorTags(sections);
 
+    // The loader's own text follows the message, "unknown" when it has none.
     const bool openFails = DL_CASE != DL_OPEN_OTHER;
-    const char* format = openFails ? "Error open libcamera_metadata.so %s" : "Error dlsym %s";
-    const std::string message = (openFails ? "Error open libcamera_metadata.so " : "Error dlsym ") + loaderText;
-    auto errors = capture.withFormat(format, 0);
+    const char* expected =
+        DL_CASE == DL_OPEN_FAILS ? "Error open libcamera_metadata\\.so " DL_MISSING_LIBRARY ": cannot open .*"
+        : DL_CASE == DL_OPEN_SILENT ? "Error open libcamera_metadata\\.so unknown"
+                                    : "Error dlsym .*" DL_OTHER_LIBRARY ": undefined symbol: set_camera_metadata_vendor_ops";
+    auto errors = capture.withFormat(openFails ? "Error open libcamera_metadata.so %s" : "Error dlsym %s", 0);
     ASSERT_EQ(errors.size(), 1u);
-    EXPECT_EQ(errors[0].message, message);
+    EXPECT_THAT(errors[0].message, ::testing::MatchesRegex(expected));
     EXPECT_EQ(errors[0].function, "setUpDescriptor");
     EXPECT_EQ(capture.count("temp setup vendor_tag_ops_t for framework"), 0u);
     EXPECT_EQ(dl_open_calls, 1); // not retried
