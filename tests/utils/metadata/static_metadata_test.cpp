@@ -16,6 +16,7 @@
 #include <tamo/VendorTag.h>
 
 #include "PlatformFakes.h"
+#include "metadata/VendorTagMgr.h"
 
 using namespace tamo;
 using namespace tamo::test;
@@ -64,6 +65,18 @@ std::shared_ptr<Metadata> request(int32_t cropWidth = 0)
 }
 
 } // namespace
+
+TEST(CameraTables, LogicalCamerasAndSensorIds)
+{
+    const std::vector<std::vector<uint32_t>> members = {{}, {}, {}, {}, {}, {0, 2}, {3, 0, 4}, {4, 3}, {4, 0}};
+    ASSERT_EQ(logicalCameraTable().size(), members.size());
+    for (uint32_t id = 0; id < members.size(); id++) {
+        EXPECT_EQ(logicalCameraTable()[id].cameraId, id);
+        EXPECT_EQ(logicalCameraTable()[id].memberIds, members[id]);
+    }
+    EXPECT_EQ(sensorIdMap(), (std::map<uint32_t, SENSOR_ID>{{0, SENSOR_ID(0)}, {1, SENSOR_ID(1)}, {2, SENSOR_ID(2)},
+                                                             {4, SENSOR_ID(3)}, {5, SENSOR_ID(4)}}));
+}
 
 // Camera 7 is left to the entry-count test.
 TEST_F(StaticMetadataTest, HostCamerasGetNameAndThumbnailFlagWithinTheirCapacity)
