@@ -1,0 +1,69 @@
+/*
+ * Costs of the vendor tag paths that sit on hot code: name and type lookups
+ * made by the camera metadata library (dumps, validation, entry adds) and
+ * the cached characteristics handed to every request.
+ */
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
+#include <system/camera_metadata.h>
+#include <tamo/VendorTag.h>
+
+namespace {
+
+void installCallbacks()
+{
+    static const bool installed = [] {
+        std::vector<tamo::AppVendorTagSection> sections;
+        tamo::VendorTagUtils::getAllVendorTags(sections);
+        return true;
+    }();
+    benchmark::DoNotOptimize(installed);
+}
+
+void BM_StandardTagLookup(benchmark::State& state)
+{
+    installCallbacks();
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(get_camera_metadata_tag_name(ANDROID_SCALER_CROP_REGION));
+        benchmark::DoNotOptimize(get_camera_metadata_tag_type(ANDROID_SCALER_CROP_REGION));
+    }
+}
+BENCHMARK(BM_StandardTagLookup);
+
+void BM_FrameworkTagLookup(benchmark::State& state)
+{
+    installCallbacks();
+    const uint32_t tag = static_cast<uint32_t>(state.range(0));
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(get_camera_metadata_tag_name(tag));
+        benchmark::DoNotOptimize(get_camera_metadata_tag_type(tag));
+    }
+}
+// First tag, a tag deep in the largest section, the last tag.
+BENCHMARK(BM_FrameworkTagLookup)->Arg(0x80010000)->Arg(0x80020050)->Arg(0x80070001);
+
+void BM_PlatformTagLookup(benchmark::State& state)
+{
+    installCallbacks();
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(get_camera_metadata_tag_name(0x81000000));
+        benchmark::DoNotOptimize(get_camera_metadata_tag_type(0x81000000));
+    }
+}
+BENCHMARK(BM_PlatformTagLookup);
+
+void BM_CachedCharacteristics(benchmark::State& state)
+{
+    installCallbacks();
+    if (tamo::StaticMetadataUtils::getCameraCharacteristics(0) == nullptr) {
+        state.SkipWithError("no characteristics for camera 0");
+        return;
+    }
+    for (auto _ : state)
+        benchmark::DoNotOptimize(tamo::StaticMetadataUtils::getCameraCharacteristics(0));
+}
+BENCHMARK(BM_CachedCharacteristics)->ThreadRange(1, 2)->UseRealTime();
+
+} // namespace
