@@ -116,7 +116,7 @@ void cameraMetadata(const Bytes& mixedPacket, const Bytes& sortedPacket, const B
 }
 
 // Opcodes as the metadata target numbers them.
-enum MetadataOp { LOAD, APPEND_RAW, APPEND, UPDATE, GET, DUMP, DUMP_TAG, INIT, CLONE, RESET, LEVEL };
+enum MetadataOp { LOAD, APPEND_RAW, APPEND, UPDATE, GET, DUMP, DUMP_TAG, INIT, CLONE, RESET, LEVEL, CONVERT };
 
 Bytes& load(Bytes& out, int op, int slot, const Bytes& packet)
 {
@@ -167,6 +167,23 @@ void metadata(const Bytes& mixedPacket, const Bytes& sortedPacket)
     b << std::initializer_list<int>{DUMP, 3};
     b << std::initializer_list<int>{DUMP_TAG, 3, 4, 0, 0, 1, 0};
     write(t, "append-update", b);
+
+    Bytes c; // a request with a crop region, converted for a camera, then dumped
+    load(c, LOAD, 1, sortedPacket);
+    c << std::initializer_list<int>{CLONE, 1, 1, 1, 8};
+    u16(c, 64);
+    c << std::initializer_list<int>{CONVERT, 1, 5, CONVERT, 1, 5, LEVEL, 0, 3, DUMP, 1};
+    write(t, "convert", c);
+}
+
+void vendorTag()
+{
+    Bytes a;
+    for (uint32_t tag : {0x80010000u, 0x80020001u, 0x80020050u, 0x80020051u, 0x80030006u, 0x80060001u,
+                         0x80070001u, 0x80080000u, 0x80000000u, 0x8001FFFFu, 0x00010000u, 0x81000000u,
+                         0x81010002u, 0xFFFFFFFFu, 0x7FFFFFFFu, 0x40050003u})
+        u32(a, tag);
+    write("vendor_tag_fuzzer", "edges", a);
 }
 
 enum ImageOp { UTILS, BUILD, IMPORT, DROP, IMAGE_LEVEL };
@@ -243,5 +260,6 @@ int main(int argc, char** argv)
     metadata(mixedPacket, sortedPacket);
     imageBuffer();
     streamBuffer();
+    vendorTag();
     return 0;
 }

@@ -1,8 +1,9 @@
 /*
  * Metadata objects driven by untrusted packets and arbitrary sequences of
  * operations on four objects: init from a packet, appends (of an object
- * into itself too), tag updates, lookups, clones and both dumps. After
- * every operation each object's buffer must still be a valid packet.
+ * into itself too), tag updates, lookups, clones, both dumps and the
+ * request converter, with the framework's vendor tag callbacks installed.
+ * After every operation each object's buffer must still be a valid packet.
  *
  * Input: a sequence of operations, each an opcode byte and its arguments
  * (see run()); a packet argument is a 16-bit length and that many bytes.
@@ -11,6 +12,7 @@
 
 #include <TamoLogControl.h>
 #include <tamo/Metadata.h>
+#include <tamo/VendorTag.h>
 #include <system/camera_metadata.h>
 
 #include "FuzzSupport.h"
@@ -37,6 +39,7 @@ enum Op : uint8_t {
     CLONE,      // slot, slot, headroom?, entries, data
     RESET,      // slot, create?
     LEVEL,      // log level
+    CONVERT,    // slot, camera id
     OP_COUNT
 };
 
@@ -221,6 +224,11 @@ void run(Reader& in)
         case LEVEL:
             tamo::g_logLv = in.u8() % 4;
             break;
+        case CONVERT: {
+            const unsigned int camera = in.u8() % 12;
+            tamo::VendorTagUtils::converter(m, camera);
+            break;
+        }
         }
         for (const auto& slot : slots)
             checkValid(slot);
@@ -232,6 +240,9 @@ void run(Reader& in)
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
 {
     tamo::fuzz::quietStderr(argc, argv);
+    // Installs the callbacks: framework tags get names and types.
+    std::vector<tamo::AppVendorTagSection> sections;
+    tamo::VendorTagUtils::getAllVendorTags(sections);
     return 0;
 }
 
