@@ -136,6 +136,25 @@ static bool payload_in_use(const camera_metadata_t *m, const packet_entry_t *e, 
     return (uint64_t)e->data.offset + bytes <= m->data_count;
 }
 
+/*
+ * Another entry's payload overlaps [offset, offset + bytes). Packets from
+ * elsewhere may alias payloads; taking those bytes out of the data area
+ * would leave such an entry reaching past its own data (or, rebased, below
+ * the data area), so the edit is refused instead.
+ */
+static bool payload_shared(const camera_metadata_t *m, size_t index, uint32_t offset,
+                           uint64_t bytes) {
+    const packet_entry_t *e = entries_of(m);
+    for (size_t i = 0; i < m->entry_count; ++i) {
+        uint64_t other = payload_data_bytes(e[i].type, e[i].count);
+        if (i != index && other != 0 && e[i].data.offset < offset + bytes &&
+            offset < e[i].data.offset + other) {
+            return true;
+        }
+    }
+    return false;
+}
+
 CAMERA_METADATA_EXPORT
 size_t calculate_camera_metadata_size(size_t entry_count, size_t data_count) {
     if (entry_count > (SIZE_MAX - HEADER_SIZE - DATA_ALIGNMENT) / ENTRY_SIZE) return SIZE_MAX;
@@ -500,6 +519,7 @@ int delete_camera_metadata_entry(camera_metadata_t *dst, size_t index) {
     uint64_t bytes = payload_data_bytes(entry->type, entry->count);
     if (bytes != 0) {
         if (!payload_in_use(dst, entry, bytes)) return ERROR;
+        if (payload_shared(dst, index, entry->data.offset, bytes)) return ERROR;
         remove_data(dst, entry->data.offset, (uint32_t)bytes);
     }
     memmove(entry, entry + 1, (dst->entry_count - index - 1) * ENTRY_SIZE);
@@ -519,6 +539,10 @@ int update_camera_metadata_entry(camera_metadata_t *dst, size_t index, const voi
     uint64_t new_bytes = payload_data_bytes(entry->type, data_count);
     uint64_t old_bytes = payload_data_bytes(entry->type, entry->count);
     if (old_bytes != 0 && !payload_in_use(dst, entry, old_bytes)) return ERROR;
+    if (new_bytes != old_bytes && old_bytes != 0 &&
+        payload_shared(dst, index, entry->data.offset, old_bytes)) {
+        return ERROR;
+    }
     if (new_bytes > old_bytes && new_bytes - old_bytes > dst->data_capacity - dst->data_count) {
         return ERROR;
     }

@@ -86,6 +86,36 @@ TEST(CameraMetadataEdit, UpdateAndDeleteKeepTheDataAreaConsistent) {
     EXPECT_EQ(validate_camera_metadata_structure(m.get(), nullptr), 0);
 }
 
+// A packet from elsewhere may point two entries at overlapping data. Taking
+// one's bytes out of the data area would leave the other reaching outside
+// its data, or rebased to below the data area: that edit is refused.
+TEST(CameraMetadataEdit, RefusesToMoveDataAnotherEntryShares) {
+    MetadataPtr m = makeMetadata(3, 48);
+    const int32_t crop[] = {10, 20, 30, 40}, fps[] = {15, 30}, region[] = {5, 6};
+    add_camera_metadata_entry(m.get(), ANDROID_SCALER_CROP_REGION, crop, 4);          // data 0-15
+    add_camera_metadata_entry(m.get(), ANDROID_CONTROL_AE_TARGET_FPS_RANGE, fps, 2);  // data 16-23
+    add_camera_metadata_entry(m.get(), ANDROID_CONTROL_AE_REGIONS, region, 2);        // data 24-31
+    setU32(m.get(), 48 + 16 + 8, 8);  // the fps range now lies inside the crop region
+    size_t size = get_camera_metadata_size(m.get());
+    ASSERT_EQ(validate_camera_metadata_structure(m.get(), &size), 0);
+
+    const std::vector<uint8_t> before = bytesOf(m.get());
+    EXPECT_EQ(delete_camera_metadata_entry(m.get(), 0), 1);
+    EXPECT_EQ(delete_camera_metadata_entry(m.get(), 1), 1);
+    EXPECT_EQ(update_camera_metadata_entry(m.get(), 0, crop, 2, nullptr), 1);
+    EXPECT_EQ(update_camera_metadata_entry(m.get(), 1, fps, 4, nullptr), 1);
+    EXPECT_EQ(bytesOf(m.get()), before);
+
+    // In place, the aliasing shows but nothing moves; an entry that shares
+    // nothing goes as usual.
+    const int32_t fps2[] = {24, 60};
+    EXPECT_EQ(update_camera_metadata_entry(m.get(), 1, fps2, 2, nullptr), 0);
+    EXPECT_EQ(i32Of(m.get(), ANDROID_SCALER_CROP_REGION), (std::vector<int32_t>{10, 20, 24, 60}));
+    EXPECT_EQ(delete_camera_metadata_entry(m.get(), 2), 0);
+    EXPECT_EQ(get_camera_metadata_data_count(m.get()), 24u);
+    EXPECT_EQ(validate_camera_metadata_structure(m.get(), &size), 0);
+}
+
 TEST(CameraMetadataEdit, SortEnablesBinarySearchAndKeepsTheFirstOfEqualTags) {
     MetadataPtr m = makeMetadata(100, 800);
     for (int64_t i = 99; i >= 0; --i) {  // even control tags, most several times
