@@ -276,6 +276,11 @@ int validate_camera_metadata_structure(const camera_metadata_t *metadata,
     uint64_t entries_end = h.entries_start + (uint64_t)h.entry_capacity * ENTRY_SIZE;
     if (entries_end > h.data_start) return CAMERA_METADATA_VALIDATION_ERROR;
     if ((uint64_t)h.data_start + h.data_capacity > h.size) return CAMERA_METADATA_VALIDATION_ERROR;
+    /* Every packet made here has both on the grid. Copies and appends move
+     * payloads by whole data areas, which would misalign them otherwise. */
+    if (h.data_start % DATA_ALIGNMENT != 0 || h.data_count % DATA_ALIGNMENT != 0) {
+        return CAMERA_METADATA_VALIDATION_ERROR;
+    }
 
     const uint8_t *entries = (const uint8_t *)metadata + h.entries_start;
     for (uint32_t i = 0; i < h.entry_count; ++i) {

@@ -48,12 +48,23 @@ TEST(CameraMetadataValidate, RejectsEveryCorruptHeaderFieldAndEntry) {
         {60, NUM_TYPES}, {92, TYPE_INT32},                 // unknown type, not the tag's type
         {80, ANDROID_SECTION_COUNT << 16}, {80, ANDROID_CONTROL_END},  // unknown tags
         {56, 16}, {72, 12}, {52, 0x40000000}, {68, 0xFFFFFFFF},  // payload outside used data
+        {24, 25},                                          // data count off the 8-byte grid
     };
     for (const auto& c : cases) {
         ExactCopy bad(base.data(), base.size());
         setU32(bad.get(), c[0], c[1]);
         EXPECT_EQ(bad.validate(), CAMERA_METADATA_VALIDATION_ERROR) << c[0] << " = " << c[1];
     }
+    // Payloads aligned where they are, in a data area that starts off the
+    // grid: a copy, which starts it on the grid, would misalign them.
+    ExactCopy offGrid(base.data(), base.size());
+    for (auto f : {std::pair<size_t, uint32_t>{32, 116}, {28, 28}, {56, 4}, {72, 12}})
+        setU32(offGrid.get(), f.first, f.second);
+    EXPECT_EQ(offGrid.validate(), CAMERA_METADATA_VALIDATION_ERROR);
+    setU32(offGrid.get(), 32, 112);  // on the grid, the same payloads pass
+    setU32(offGrid.get(), 56, 0);
+    setU32(offGrid.get(), 72, 16);
+    EXPECT_EQ(offGrid.validate(), 0);
     // Misaligned entries, though none is in use and the array fits.
     ExactCopy odd(base.data(), base.size());
     for (auto f : {std::pair<size_t, uint32_t>{12, 0}, {24, 0}, {16, 3}, {20, 50}}) {
