@@ -23,7 +23,7 @@ constexpr unsigned int kBlob = 0x21;
 constexpr uint32_t kFormats[] = {0x10,   0x11,   0x14,   0x20,   0x21,   0x22,   0x23,   0x25,
                                  0x26,   0x20203859, 0x20363159, 0x32315659, 0x4001, 0x4006,
                                  0x400B, 0x4011, 0x1, 0x0};
-constexpr unsigned int kMaxSide = 300;
+constexpr unsigned int kMaxSide = 80;
 constexpr size_t kSlots = 3;
 
 enum Op : uint8_t { UTILS, BUILD, IMPORT, DROP, LEVEL, OP_COUNT };

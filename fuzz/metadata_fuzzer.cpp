@@ -89,6 +89,16 @@ size_t entries(const std::shared_ptr<Metadata>& m)
     return m != nullptr ? get_camera_metadata_entry_count(m->getFwkMetadata()) : 0;
 }
 
+// Appends that double an object into itself would reach gigabytes within
+// an input; past this the fuzzer stops appending.
+constexpr size_t kMaxEntries = 1 << 14, kMaxData = 1 << 20;
+
+bool tooBig(const camera_metadata_t* dst, const camera_metadata_t* src)
+{
+    return get_camera_metadata_entry_count(dst) + get_camera_metadata_entry_count(src) > kMaxEntries ||
+           get_camera_metadata_data_count(dst) + get_camera_metadata_data_count(src) > kMaxData;
+}
+
 // Entry count after appending src into dst, as the growth rule has it: a
 // buffer without data bytes that must grow loses its entries.
 size_t countAfterAppend(camera_metadata_t* dst, const camera_metadata_t* src)
@@ -136,7 +146,7 @@ void run(Reader& in)
             if (!readPacket(in, packet) || m == nullptr)
                 break;
             auto* src = reinterpret_cast<camera_metadata_t*>(packet.get());
-            if (validate_camera_metadata_structure(src, &packet.size) != 0)
+            if (validate_camera_metadata_structure(src, &packet.size) != 0 || tooBig(raw, src))
                 break;
             const size_t expected = countAfterAppend(raw, src);
             if (m->appendMetadata(src))
@@ -149,6 +159,8 @@ void run(Reader& in)
             if (m == nullptr)
                 break;
             const camera_metadata_t* src = other != nullptr ? other->getFwkMetadata() : nullptr;
+            if (tooBig(raw, src))
+                break;
             const size_t expected = countAfterAppend(raw, src);
             const bool ok = asRaw ? m->appendMetadata(src) : m->appendMetadata(other);
             if (ok)
