@@ -19,7 +19,7 @@ for seeds in fuzz/corpus/*/; do
   if build/fuzz/fuzz/"$target" -runs=0 "$seeds" >"$log" 2>&1 &&
      build/fuzz/fuzz/"$target" -max_total_time="$seconds" -print_final_stats=1 \
        -artifact_prefix="$work/$target-" "$work/$target" "$seeds" >>"$log" 2>&1; then
-    echo "$target: $(grep -E '^#[0-9]+ +DONE' "$log" | tail -n 1)"
+    echo "$target: $(grep -E '^#[0-9]+[[:space:]]+DONE' "$log" | tail -n 1)"
     passed=$((passed + 1))
   else
     cat "$log"
