@@ -90,8 +90,9 @@ size_t entries(const std::shared_ptr<Metadata>& m)
 }
 
 // Appends that double an object into itself would reach gigabytes within
-// an input; past this the fuzzer stops appending.
-constexpr size_t kMaxEntries = 1 << 14, kMaxData = 1 << 20;
+// an input, and every operation is followed by a validation of every
+// object; past this the fuzzer stops appending.
+constexpr size_t kMaxEntries = 512, kMaxData = 1 << 15;
 
 bool tooBig(const camera_metadata_t* dst, const camera_metadata_t* src)
 {
