@@ -167,30 +167,33 @@ native_handle const* GrallocBuffer::getReleaseFence()
 bool GrallocBuffer::saveToFile(std::string const& path)
 {
     TAMO_LOGI_IF_ENABLED(" save as %s", path.c_str());
+
+    // A buffer that cannot be mapped is refused before the path is touched:
+    // nothing is created, truncated or removed.
+    const std::string label = "saveToFile_" + path;
+    if (!lock(label))
+        return false;
+    const unsigned int count = ImageBufferUtils::getNumberOfPlanes(info->format);
+    if (planes.size() < count) {
+        TAMO_LOGE("buffer not mapped [%s]", path.c_str());
+        unlock(label);
+        return false;
+    }
+
     errno = 0;
     FILE* file = std::fopen(path.c_str(), "w");
     if (file == nullptr) {
         int error = errno;
         TAMO_LOGE("open fail(%d) %s [%s]", error, std::strerror(error), path.c_str());
+        unlock(label);
         return false;
     }
-
-    const std::string label = "saveToFile_" + path;
-    bool locked = lock(label);
-    const unsigned int count = ImageBufferUtils::getNumberOfPlanes(info->format);
-    bool mapped = locked && planes.size() >= count;
-    if (locked && !mapped)
-        TAMO_LOGE("buffer not mapped [%s]", path.c_str());
-    for (unsigned int i = 0; mapped && i < count; i++)
+    for (unsigned int i = 0; i < count; i++)
         std::fwrite(planes[i].va, 1, static_cast<size_t>(planes[i].stride) * planes[i].scanlines,
                     file);
-
     std::fclose(file);
-    if (locked)
-        unlock(label);
-    if (!mapped)
-        std::remove(path.c_str());
-    return mapped;
+    unlock(label);
+    return true;
 }
 
 bool GrallocBuffer::loadFromFile(std::string const& path)

@@ -194,6 +194,14 @@ TEST(GrallocBuffer, DumpFilesFailCleanly)
     EXPECT_EQ(lines(capture), (Lines{"saveToFile: " + open, "loadFromFile: " + open,
                                      "lock: lock fail [saveToFile_" + path + "]"}));
     EXPECT_NE(access(path.c_str(), F_OK), 0);  // no empty dump left behind
+    // Nor is a file that was there truncated or removed (were it a device
+    // node such as /dev/null, removing it would break the whole system).
+    std::ofstream(path) << "keep";
+    EXPECT_FALSE(imported->saveToFile(path));
+    std::string kept;
+    std::getline(std::ifstream(path), kept);
+    EXPECT_EQ(kept, "keep");
+    unlink(path.c_str());
     imported.reset();
     native_handle_delete(foreign);
 }
