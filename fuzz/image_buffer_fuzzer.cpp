@@ -6,7 +6,12 @@
  *
  * Input: a sequence of operations, each an opcode byte and its arguments.
  */
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include <TamoLogControl.h>
 #include <tamo/ImageBuffer.h>
@@ -27,6 +32,15 @@ constexpr unsigned int kMaxSide = 80;
 constexpr size_t kSlots = 3;
 
 enum Op : uint8_t { UTILS, BUILD, IMPORT, DROP, LEVEL, OP_COUNT };
+
+// Dumps go to a scratch file of the fuzzer's own, never to a shared path.
+std::string dumpDir, dumpPath;
+
+void removeDumps()
+{
+    std::remove(dumpPath.c_str());
+    rmdir(dumpDir.c_str());
+}
 
 uint32_t pickFormat(Reader& in)
 {
@@ -109,7 +123,7 @@ void run(Reader& in)
                 break;
             const unsigned int planes = ImageBufferUtils::getNumberOfPlanes(format);
             FUZZ_CHECK(writePlanes(*slot.buffer) == planes);
-            FUZZ_CHECK(slot.buffer->saveToFile("/dev/null") && slot.buffer->loadFromFile("/dev/null"));
+            FUZZ_CHECK(slot.buffer->saveToFile(dumpPath) && slot.buffer->loadFromFile(dumpPath));
             slot.buffer->dump();
             break;
         }
@@ -133,8 +147,8 @@ void run(Reader& in)
             const unsigned int mapped = writePlanes(*slot.wrapper);
             FUZZ_CHECK(mapped == 0 || (source == 0 && slot.buffer != nullptr));
             const bool whole = mapped != 0 && mapped >= ImageBufferUtils::getNumberOfPlanes(format);
-            FUZZ_CHECK(slot.wrapper->saveToFile("/dev/null") == whole);
-            FUZZ_CHECK(slot.wrapper->loadFromFile("/dev/null") == whole);
+            FUZZ_CHECK(slot.wrapper->saveToFile(dumpPath) == whole);
+            FUZZ_CHECK(slot.wrapper->loadFromFile(dumpPath) == whole);
             slot.wrapper->dump();
             break;
         }
@@ -156,6 +170,15 @@ void run(Reader& in)
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
 {
     tamo::fuzz::quietStderr(argc, argv);
+    char dir[] = "/dev/shm/tamo-image-fuzz-XXXXXX";
+    char fallback[] = "/tmp/tamo-image-fuzz-XXXXXX";
+    const char* made = mkdtemp(dir);
+    if (made == nullptr)
+        made = mkdtemp(fallback);
+    FUZZ_CHECK(made != nullptr);
+    dumpDir = made;
+    dumpPath = dumpDir + "/dump.raw";
+    std::atexit(removeDumps);
     return 0;
 }
 
