@@ -12,8 +12,8 @@
 #include <system/camera_metadata.h>
 #include <tamo/Metadata.h>
 #include <tamo/VendorTag.h>
-#include <tamo_platform/IPlatformEnviron.h>
 
+#include "Camera.h"
 #include "Command.h"
 #include "Files.h"
 
@@ -23,13 +23,6 @@ namespace {
 
 // Far beyond any camera's metadata; a bigger file is not one.
 constexpr uintmax_t kMaxMetadataFile = 64u << 20;
-
-// Vendor tags have names and types only once the callbacks are installed.
-void installVendorTags()
-{
-    std::vector<AppVendorTagSection> sections;
-    VendorTagUtils::getAllVendorTags(sections);
-}
 
 int dumpMetadata(const std::string& path)
 {
@@ -50,7 +43,7 @@ int dumpMetadata(const std::string& path)
     if (validate_camera_metadata_structure(packet, &expected) != 0)
         return fail("{}: not a valid camera metadata buffer ({} bytes)", path, *size);
 
-    installVendorTags();
+    registerVendorTags(); // names for the vendor tags
     std::shared_ptr<Metadata> metadata = Metadata::create();
     if (!metadata->init(packet))
         return fail("{}: the metadata library refused the buffer", path);
@@ -76,18 +69,12 @@ int dumpMetadata(const std::string& path)
 
 int makeMetadata(unsigned int cameraId, const std::string& path)
 {
-    auto environment = platform::IPlatformEnviron::getInstance();
-    if (environment == nullptr || environment->getStaticMetadata(cameraId) == nullptr)
-        return fail("the platform has no camera {}", cameraId);
-
-    installVendorTags();
-    std::shared_ptr<Metadata> characteristics =
-        StaticMetadataUtils::getCameraCharacteristics(cameraId);
+    std::string error;
+    std::shared_ptr<Metadata> characteristics = cameraCharacteristics(cameraId, error);
     if (characteristics == nullptr)
-        return fail("no characteristics for camera {}", cameraId);
+        return fail("{}", error);
 
     const camera_metadata_t* packet = characteristics->getFwkMetadata();
-    std::string error;
     if (!writeFile(path, packet, get_camera_metadata_size(packet), error))
         return fail("{}", error);
     fmt::print("{}: camera {} characteristics, {} bytes, {} entries\n", path, cameraId,

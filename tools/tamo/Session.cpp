@@ -26,6 +26,7 @@
 #include <tamo/StreamConfiguration.h>
 #include <tamo/VendorTag.h>
 
+#include "Camera.h"
 #include "Command.h"
 #include "Frame.h"
 #include "Pattern.h"
@@ -214,11 +215,9 @@ private:
 
 bool CaptureSession::readCamera()
 {
-    std::vector<AppVendorTagSection> sections;
-    VendorTagUtils::getAllVendorTags(sections);
-    characteristics = StaticMetadataUtils::getCameraCharacteristics(options.cameraId);
+    characteristics = cameraCharacteristics(options.cameraId, failure);
     if (characteristics == nullptr)
-        return failed("camera {} has no characteristics", options.cameraId);
+        return false;
     sizes.characteristics = characteristics->getMetadataSize();
 
     MetadataEntryData name = characteristics->getMetadataByTag(FWK_VENDOR_TAG_CAMERA_TYPE);

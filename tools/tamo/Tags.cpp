@@ -10,6 +10,7 @@
 #include <system/camera_metadata.h>
 #include <tamo/VendorTag.h>
 
+#include "Camera.h"
 #include "Command.h"
 
 namespace tamo::tool {
@@ -23,9 +24,7 @@ const char* typeName(uint32_t type)
 
 int listTags(bool json)
 {
-    std::vector<AppVendorTagSection> sections;
-    VendorTagUtils::getAllVendorTags(sections);
-
+    const std::vector<AppVendorTagSection> sections = registerVendorTags();
     nlohmann::ordered_json list = nlohmann::ordered_json::array();
     unsigned platformTags = 0;
     unsigned frameworkTags = 0;
