@@ -324,8 +324,10 @@ bool CaptureSession::addResults(uint32_t number)
 {
     const int64_t timestamp = int64_t{number} * kFrameDuration;
     auto shutter = Metadata::create();
-    bool ok = shutter->init(1, 8) && shutter->updateMetaDataByTag(ANDROID_SENSOR_TIMESTAMP, &timestamp, 1) &&
-              metadataPool.updateMetadata(kSessionId, number, MetadataPool::METADATA_TYPE_RESULT, shutter);
+    bool ok = shutter->init(1, 8) &&
+              shutter->updateMetaDataByTag(ANDROID_SENSOR_TIMESTAMP, &timestamp, 1) &&
+              metadataPool.updateMetadata(kSessionId, number, MetadataPool::METADATA_TYPE_RESULT,
+                                          shutter);
 
     const int64_t exposure = 10000000;
     const int32_t sensitivity = 100;
@@ -392,11 +394,10 @@ bool CaptureSession::render(Request& request, Clock::duration& own)
 
         const Clock::time_point start = Clock::now();
         std::string error;
-        bool ok = checkPlanes(frame, error);
+        bool ok = checkPlanes(frame, error) ||
+                  failed("request {}: {}: {}", request.number, stream->getInfo(), error);
         if (ok)
             pattern.draw(image.get(), frame, request.number);
-        else
-            failed("request {}: {}: {}", request.number, stream->getInfo(), error);
         ok = ok && (!last || options.saveDir.empty() || saveFrame(*stream, *image, frame));
         own += Clock::now() - start;
 
