@@ -5,6 +5,7 @@
 #include <cstring>
 #include <utility>
 
+#include <sys/stat.h>
 #include <system/graphics.h>
 
 #include "Gralloc1Wrapper.h"
@@ -167,6 +168,10 @@ native_handle const* GrallocBuffer::getReleaseFence()
 bool GrallocBuffer::saveToFile(std::string const& path)
 {
     TAMO_LOGI_IF_ENABLED(" save as %s", path.c_str());
+    // A failed save removes the file only if it made it: the path may be a
+    // device or a file the caller keeps.
+    struct stat before;
+    const bool existed = ::stat(path.c_str(), &before) == 0;
     errno = 0;
     FILE* file = std::fopen(path.c_str(), "w");
     if (file == nullptr) {
@@ -188,7 +193,7 @@ bool GrallocBuffer::saveToFile(std::string const& path)
     std::fclose(file);
     if (locked)
         unlock(label);
-    if (!mapped)
+    if (!mapped && !existed)
         std::remove(path.c_str());
     return mapped;
 }

@@ -194,6 +194,11 @@ TEST(GrallocBuffer, DumpFilesFailCleanly)
     EXPECT_EQ(lines(capture), (Lines{"saveToFile: " + open, "loadFromFile: " + open,
                                      "lock: lock fail [saveToFile_" + path + "]"}));
     EXPECT_NE(access(path.c_str(), F_OK), 0);  // no empty dump left behind
+    // A path that was there before is the caller's: never removed.
+    const std::string kept = tempPath("kept.raw");
+    std::fclose(std::fopen(kept.c_str(), "w"));
+    EXPECT_FALSE(imported->saveToFile(kept));
+    EXPECT_EQ(access(kept.c_str(), F_OK), 0);
     imported.reset();
     native_handle_delete(foreign);
 }

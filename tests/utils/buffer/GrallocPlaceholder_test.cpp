@@ -33,7 +33,7 @@ TEST(GrallocPlaceholder, AllocatesNothingAndNeverMaps)
     EXPECT_EQ(lines(capture), (Lines{"getVa: lock before get va",
                                      "loadFromFile: buffer not mapped [" + path + "]",
                                      "saveToFile: buffer not mapped [" + path + "]"}));
-    EXPECT_NE(access(path.c_str(), F_OK), 0);  // no empty dump left behind
+    EXPECT_EQ(access(path.c_str(), F_OK), 0);  // the caller's file stays
 }
 
 } // namespace
