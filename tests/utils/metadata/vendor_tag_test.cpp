@@ -28,7 +28,6 @@
 
 using namespace tamo;
 using tamo::host::LogCapture;
-using Lines = std::vector<std::string>;
 
 // What dlopen("libcamera_metadata.so") does in this process: 0 opens it,
 // 1 fails with a loader error, 2 fails without one, 3 opens a library that
@@ -92,15 +91,6 @@ struct LogLevel {
     uint32_t saved = g_logLv;
 };
 
-// "level function: message" of every captured line.
-Lines lines(const LogCapture& capture)
-{
-    Lines out;
-    for (const auto& r : capture.records())
-        out.push_back(std::to_string(r.level) + " " + r.function + ": " + r.message);
-    return out;
-}
-
 struct MetadataDeleter {
     void operator()(camera_metadata* m) const { free_camera_metadata(m); }
 };
@@ -113,7 +103,11 @@ struct FakeEnviron : platform::IPlatformEnviron {
         called();
         host->appendVendorTagSections(sections);
     }
-    const camera_metadata* getStaticMetadata(uint32_t id) override { return called(), buffer(id); }
+    const camera_metadata* getStaticMetadata(uint32_t id) override
+    {
+        called();
+        return buffer(id);
+    }
     const camera_metadata* buffer(uint32_t id)
     {
         return own.count(id) != 0 ? own[id].get() : host->getStaticMetadata(id);
@@ -122,8 +116,10 @@ struct FakeEnviron : platform::IPlatformEnviron {
     {
         calls++;
         std::thread([this] {
-            if (lock->try_lock())
-                unlockedCall = true, lock->unlock();
+            if (lock->try_lock()) {
+                unlockedCall = true;
+                lock->unlock();
+            }
         }).join();
     }
 
@@ -393,7 +389,8 @@ TEST(StaticMetadata, FailedBuildsAreNotCachedAndAreRetried)
     Platform platform(environ);
     LogCapture capture;
     EXPECT_EQ(StaticMetadataUtils::getCameraCharacteristics(31), nullptr); // no such camera yet
-    EXPECT_EQ(lines(capture), Lines{"0 operator(): updat Characteristics fail"});
+    auto failed = capture.withFormat("updat Characteristics fail", 0);
+    EXPECT_TRUE(failed.size() == 1 && failed[0].function == "operator()");
     environ->own[31].reset(allocate_camera_metadata(1, 0));
     EXPECT_NE(StaticMetadataUtils::getCameraCharacteristics(31), nullptr);
     EXPECT_EQ(environ->calls, 2);
