@@ -19,6 +19,11 @@ install(FILES
   cmake/AndroidSystemLibs.cmake
   DESTINATION ${TAMO_CMAKE_DIR})
 
+# Relocatable: the paths follow the file wherever it is installed
+# (cmake --install --prefix ...). Libs lists what the public headers expose.
+file(RELATIVE_PATH TAMO_PC_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+string(REGEX REPLACE "/$" "" TAMO_PC_TO_PREFIX ${TAMO_PC_TO_PREFIX})
+get_filename_component(ANDROID_LIBRARY_DIR ${ANDROID_UTILS_LIBRARY} DIRECTORY)
 configure_file(cmake/tamo_utils.pc.in ${CMAKE_CURRENT_BINARY_DIR}/tamo_utils.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/tamo_utils.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

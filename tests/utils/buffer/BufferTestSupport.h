@@ -15,9 +15,11 @@
 
 namespace buffertest {
 
+// Sets g_logLv for a scope (by default, only restores it at the end).
 struct LevelGuard {
-    uint32_t saved = tamo::g_logLv;
+    explicit LevelGuard(uint32_t level = tamo::g_logLv) : saved(tamo::g_logLv) { tamo::g_logLv = level; }
     ~LevelGuard() { tamo::g_logLv = saved; }
+    uint32_t saved;
 };
 
 // "function: message" of every captured line, in order.
@@ -31,25 +33,22 @@ inline std::vector<std::string> lines(const tamo::host::LogCapture& capture)
 
 inline tamo::ImageBufferBuilder builder(unsigned int format, unsigned int w, unsigned int h)
 {
-    tamo::ImageBufferBuilder b;
-    b.setImageFormat(format).setSize(w, h);
-    return b;
+    return tamo::ImageBufferBuilder().setImageFormat(format).setSize(w, h);
 }
 
-inline std::shared_ptr<tamo::ImageBufferManager> makePool(unsigned int min, unsigned int max,
-                                                         std::string name = "pool")
+inline std::shared_ptr<tamo::ImageBufferManager> makePool(unsigned int min, unsigned int max, std::string name = "pool")
 {
     return tamo::ImageBufferManagerBuilder().setMinCount(min).setMaxCount(max)
             .setName(std::move(name)).setImageBufferBuilder(builder(0x20203859, 32, 8)).build();
 }
 
-// Waits for the first of several waiters to finish; a waiter that never
-// wakes ends the run with a failure instead of hanging it.
+// Index of the first of several waiters to finish; a waiter that never wakes
+// ends the run with a failure instead of hanging it.
 template <typename T>
 size_t awaitAny(std::vector<std::future<T>*> futures, int seconds = 20)
 {
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
-    while (std::chrono::steady_clock::now() < deadline)
+    for (auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+         std::chrono::steady_clock::now() < end;)
         for (size_t i = 0; i < futures.size(); i++)
             if (futures[i]->wait_for(std::chrono::milliseconds(1)) == std::future_status::ready)
                 return i;

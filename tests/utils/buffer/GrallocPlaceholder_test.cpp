@@ -6,37 +6,21 @@
 
 #include <unistd.h>
 
-using namespace tamo;
-using namespace buffertest;
-using tamo::host::LogCapture;
-using Lines = std::vector<std::string>;
-
-namespace {
-
 TEST(GrallocPlaceholder, AllocatesNothingAndNeverMaps)
 {
-    LevelGuard guard;
-    g_logLv = 1;
-    auto buffer = builder(0x32315659, 64, 48).build();
-    ASSERT_NE(buffer, nullptr);
-    EXPECT_EQ(*buffer->getBufferHandle(), nullptr);
+    buffertest::LevelGuard level(1);
+    auto buffer = buffertest::builder(0x32315659, 64, 48).build();
+    ASSERT_TRUE(buffer && *buffer->getBufferHandle() == nullptr);
     const std::string path = testing::TempDir() + "tamo_placeholder_" + std::to_string(getpid());
     std::ofstream(path) << "pixels";
-
-    LogCapture capture;
-    EXPECT_TRUE(buffer->lock("cpu"));
-    EXPECT_EQ(buffer->getVa(0), nullptr);
-    EXPECT_EQ(buffer->unlock("cpu"), -1);
-    EXPECT_EQ(buffer->unlock("never locked"), -1);
-    EXPECT_FALSE(buffer->loadFromFile(path));
-    EXPECT_FALSE(buffer->saveToFile(path));
-    EXPECT_EQ(lines(capture), (Lines{"getVa: lock before get va",
-                                     "loadFromFile: buffer not mapped [" + path + "]",
-                                     "saveToFile: buffer not mapped [" + path + "]"}));
+    tamo::host::LogCapture capture;
+    EXPECT_TRUE(buffer->lock("cpu") && buffer->getVa(0) == nullptr && buffer->unlock("cpu") == -1);
+    EXPECT_FALSE(buffer->loadFromFile(path) || buffer->saveToFile(path));
+    const std::string tail = " buffer not mapped [" + path + "]";
+    const std::vector<std::string> want = {"getVa: lock before get va", "loadFromFile:" + tail, "saveToFile:" + tail};
+    EXPECT_EQ(buffertest::lines(capture), want);
     std::string kept;
     std::getline(std::ifstream(path), kept);
-    EXPECT_EQ(kept, "pixels");  // refused before the file was touched
-    unlink(path.c_str());
+    EXPECT_EQ(kept, "pixels"); // refused before the caller's file was touched
+    EXPECT_EQ(unlink(path.c_str()), 0);
 }
-
-} // namespace

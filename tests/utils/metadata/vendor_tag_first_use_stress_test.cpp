@@ -17,12 +17,32 @@
 #include <tamo/Metadata.h>
 #include <tamo/VendorTag.h>
 
-#include "PlatformFakes.h"
+#include <TamoLogControl.h>
+#include <tamo_platform/HostPlatform.h>
+#include <tamo_platform/IPlatformEnviron.h>
 
 using namespace tamo;
-using namespace tamo::test;
 
 namespace {
+
+// The host platform, counting what it is asked and slow to answer, so that
+// first callers pile up.
+struct CountingEnviron : platform::IPlatformEnviron {
+    void appendVendorTagSections(std::vector<platform::AppVendorTagSection>& sections) override
+    {
+        sectionCalls++;
+        std::this_thread::sleep_for(std::chrono::microseconds(200));
+        host->appendVendorTagSections(sections);
+    }
+    const camera_metadata* getStaticMetadata(uint32_t cameraId) override
+    {
+        staticCalls++;
+        std::this_thread::sleep_for(std::chrono::microseconds(200));
+        return host->getStaticMetadata(cameraId);
+    }
+    std::shared_ptr<platform::IPlatformEnviron> host = platform::host::createHostEnviron();
+    std::atomic<int> sectionCalls{0}, staticCalls{0};
+};
 
 constexpr int kThreads = 8, kListings = 25, kRounds = 4;
 constexpr uint32_t kCameras = 10; // the host serves 0-8; 9 has no static metadata
@@ -68,11 +88,11 @@ void startTogether(std::vector<std::thread>& threads, std::atomic<int>& ready, i
 
 TEST(VendorTagFirstUseStress, EightThreadsShareOneTableOneInstallationAndOneBuildPerCamera)
 {
-    LogLevelGuard level(2);
+    const uint32_t savedLevel = g_logLv;
+    g_logLv = 2;
     tamo::host::LogCapture capture;
-    auto environment = std::make_shared<FakeEnviron>();
-    environment->onCall = [] { std::this_thread::sleep_for(std::chrono::microseconds(200)); };
-    PlatformGuard guard(environment);
+    auto environment = std::make_shared<CountingEnviron>();
+    platform::host::installEnviron(environment);
 
     // Half the threads resolve every framework tag number through the
     // callbacks, half list all vendor tags, which installs the callbacks.
@@ -150,6 +170,8 @@ TEST(VendorTagFirstUseStress, EightThreadsShareOneTableOneInstallationAndOneBuil
         ASSERT_EQ(std::sscanf(r.message.c_str(), "[%u]static metadata entry: %u -> %u", &camera, &before, &after), 3);
         EXPECT_EQ(after, before + 2) << r.message;
     }
+    platform::host::resetPlatform();
+    g_logLv = savedLevel;
 }
 
 } // namespace

@@ -1,0 +1,169 @@
+#include <thread>
+#include <tuple>
+
+#include "BufferTestSupport.h"
+
+using namespace tamo;
+using namespace buffertest;
+using namespace std::chrono_literals;
+using tamo::host::LogCapture;
+using Lines = std::vector<std::string>;
+using Waiter = std::future<std::shared_ptr<ImageBuffer>>;
+
+namespace {
+
+TEST(ImageBufferBuilder, RefusesBadRequestsWithoutCachingThem)
+{
+    LogCapture capture;
+    ImageBufferBuilder b = builder(0x11, 0, 480);
+    EXPECT_EQ(b.build(), nullptr);
+    EXPECT_EQ(b.setSize(64, 48).setImageFormat(0x22).build(), nullptr);
+    EXPECT_EQ(b.setImageFormat(0x4001).build(), nullptr); // the fallback itself is refused
+    const std::string format = "getAllocationFormat: Currently not support format ";
+    EXPECT_EQ(lines(capture), (Lines{"build: Invalid image size 0x480", format + "0x22", "build: format 34 not support",
+                                     format + "0x4001", "build: format 16385 not support"}));
+    // No allocator was made: the corrected request is what gets built.
+    auto buffer = b.setImageFormat(0x20203859).setSize(32, 16).build();
+    EXPECT_TRUE(buffer && buffer->getImageFormat() == 0x20203859u && buffer->getWidth() == 32u);
+}
+
+TEST(ImageBufferBuilder, FirstBuildFixesTheDescriptionForAllCopies)
+{
+    ImageBufferBuilder b = builder(0x11, 64, 48).setRotation(90).setDataspace(7).setProducerUsage(3);
+    ImageBufferBuilder copy = b;
+    auto first = copy.setConsumerUsage(5).build();
+    auto second = b.setSize(128, 96).setImageFormat(0x23).setRotation(0).setDataspace(1).build();
+    ASSERT_TRUE(first && second && *first->getBufferHandle() != *second->getBufferHandle());
+    for (const auto& i : {first, second})
+        EXPECT_EQ(std::make_tuple(i->getWidth(), i->getHeight(), i->getImageFormat(), i->getRotation(),
+                                  i->getDataSpace(), i->getProducerUsage(), i->getConsumerUsage()),
+                  std::make_tuple(64u, 48u, 0x11u, 90u, 7, uint64_t(3), uint64_t(5)));
+}
+
+TEST(ImageBufferBuilder, ImportsOnce)
+{
+    native_handle const* slot = nullptr;
+    ImageBufferBuilder b = builder(0x11, 64, 48).setBufferHandle(&slot);
+    auto wrapper = b.build();
+    EXPECT_TRUE(wrapper && wrapper->getBufferHandle() == &slot);
+    LogCapture capture;
+    EXPECT_EQ(b.build(), nullptr);
+    EXPECT_EQ(lines(capture), Lines{"run: error"});
+
+    // A fence alone imports too, with no handle slot.
+    ImageBufferBuilder fenced = builder(0x11, 64, 48).setAcquireFence(nullptr);
+    auto wrapped = fenced.build();
+    EXPECT_TRUE(wrapped && *wrapped->getBufferHandle() == nullptr && fenced.build() == nullptr);
+}
+
+TEST(ImageBufferManagerBuilder, ValidatesRaisesMaxAndPreallocates)
+{
+    LevelGuard level(1);
+    LogCapture capture;
+    EXPECT_EQ(ImageBufferManagerBuilder().setMaxCount(2).build(), nullptr);
+    EXPECT_EQ(ImageBufferManagerBuilder().setImageBufferBuilder(builder(0x11, 8, 8)).build(), nullptr);
+    auto pool = makePool(3, 2);
+    EXPECT_EQ(lines(capture), (Lines{"build: Invalid image bilder.", "build: empty manager", "build: min > max"}));
+    EXPECT_EQ(capture.records().back().level, 1u);
+    EXPECT_TRUE(pool && pool->getMaxBufferCount() == 3 && pool->getFreeBufferCount() == 3);
+    g_logLv = 0;
+    capture.clear();
+    makePool(3, 2);
+    EXPECT_TRUE(capture.records().empty()); // gated, not merely filtered
+
+    // Failed preallocations leave a pool short of its minimum, still returned.
+    auto shortPool = ImageBufferManagerBuilder().setMinCount(2).setMaxCount(2)
+                             .setImageBufferBuilder(builder(0x22, 8, 8)).build();
+    ASSERT_NE(shortPool, nullptr);
+    EXPECT_EQ(shortPool->acquireImageBuffer(), nullptr);
+    EXPECT_EQ(capture.count("Buffer allocation fail.", 0), 2u);
+    EXPECT_EQ(capture.count("Something wrong!!!", 0), 1u);
+    EXPECT_EQ(lines(capture).back(), "acquireImageBuffer: empty buffer");
+}
+
+TEST(ImageBufferManager, OldestReleaseFirstStrangersRefusedFreeListDropped)
+{
+    auto pool = makePool(2, 3), other = makePool(1, 1);
+    auto a = pool->acquireImageBuffer(), b = pool->acquireImageBuffer();
+    pool->releaseImageBuffer(b);
+    pool->releaseImageBuffer(a);
+    EXPECT_TRUE(pool->acquireImageBuffer() == b && pool->acquireImageBuffer() == a);
+
+    LogCapture capture;
+    pool->releaseImageBuffer(other->acquireImageBuffer());
+    pool->releaseImageBuffer(a);
+    pool->releaseImageBuffer(a); // a second time: no longer busy here
+    EXPECT_EQ(lines(capture), Lines(2, "releaseImageBuffer: Return to wrong manager."));
+    EXPECT_EQ(std::make_pair(pool->getBusyBufferCount(), pool->getFreeBufferCount()), std::make_pair(1u, 1u));
+
+    pool->releaseResource();
+    EXPECT_EQ(std::make_pair(pool->getBusyBufferCount(), pool->getFreeBufferCount()), std::make_pair(1u, 0u));
+    EXPECT_TRUE(pool->acquireImageBuffer() && pool->acquireImageBuffer()); // grows again
+}
+
+TEST(ImageBufferManager, BlockedAcquireWakesOnReleaseAndOnFlush)
+{
+    LevelGuard level(2);
+    auto pool = makePool(0, 1);
+    auto held = pool->acquireImageBuffer();
+    Waiter waiter = std::async(std::launch::async, [&] { return pool->acquireImageBuffer(); });
+    EXPECT_EQ(waiter.wait_for(100ms), std::future_status::timeout);
+    pool->releaseImageBuffer(held);
+    awaitAny<std::shared_ptr<ImageBuffer>>({&waiter});
+    EXPECT_EQ(held, waiter.get());
+
+    waiter = std::async(std::launch::async, [&] { return pool->acquireImageBuffer(); });
+    std::this_thread::sleep_for(50ms);
+    LogCapture capture;
+    pool->flush();
+    awaitAny<std::shared_ptr<ImageBuffer>>({&waiter});
+    EXPECT_EQ(waiter.get(), nullptr);
+    pool->releaseImageBuffer(held);
+    EXPECT_EQ(pool->acquireImageBuffer(), nullptr); // even with a free buffer
+    EXPECT_EQ(capture.count("Signal by flush.", 2), 2u);
+    g_logLv = 1;
+    EXPECT_EQ(pool->acquireImageBuffer(), nullptr);
+    EXPECT_EQ(capture.records().size(), 2u);
+}
+
+TEST(ImageBufferManager, DumpsAndUnreturnedBuffers)
+{
+    LevelGuard level;
+    ImageBufferManagerBuilder mb;
+    mb.setMinCount(1).setMaxCount(2).setName("preview")
+            .setImageBufferBuilder(builder(0x11, 8, 6).setConsumerUsage(7).setProducerUsage(9));
+    auto pool = mb.build();
+    auto held = pool->acquireImageBuffer();
+    native_handle const* slot = *held->getBufferHandle();
+    auto imported = mb.setImageBufferBuilder(builder(0x11, 8, 6).setBufferHandle(&slot)).build();
+    auto wrapper = imported->acquireImageBuffer();
+    LogCapture capture;
+    for (g_logLv = 1; g_logLv <= 2; g_logLv++) { // every line is gated on level 2
+        pool->dump();
+        held->dump();
+    }
+    imported->dump();
+    wrapper->dump();
+    Lines got = lines(capture);
+    ASSERT_EQ(got.size(), 28u);
+    EXPECT_EQ(Lines(got.begin(), got.begin() + 14),
+              (Lines{"dump: Dump preview", "dump: \t max : 2, min : 1", "dump: \t Current free buffer 0",
+                     "dump: \t Current busy buffer 1", "dump: Buffer builder :", "dump: \t buffer allocated",
+                     "dump: \t Image size : 8x6", "dump: \t Format nv21(17)", "dump: \t Comsumer usage 7\t",
+                     "dump: \t Producer usage 9\t", "dump: \t Source : allocated buffer", "dump: \t Size : 8x6",
+                     "dump: \t Format : nv21(17)", "dump: \t Usage : (producer/consumer)=(0x9/0x7)"}));
+    EXPECT_EQ(got[14], "dump: Dump "); // the first build took the name
+    EXPECT_EQ(got[19], "dump: \t buffer imported");
+    EXPECT_EQ(got[24], "dump: \t Source : imported buffer");
+    for (const auto& r : capture.records())
+        EXPECT_EQ(r.level, 2u) << r.message;
+
+    capture.clear();
+    pool.reset();
+    g_logLv = 0;
+    imported.reset(); // gated, not merely filtered
+    EXPECT_EQ(lines(capture), Lines{"~ImageBufferManagerImpl: 1 buffer not return."});
+    EXPECT_EQ(capture.count("%u buffer not return.", 1), 1u);
+}
+
+} // namespace

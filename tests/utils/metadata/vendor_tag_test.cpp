@@ -1,0 +1,445 @@
+/*
+ * The framework's vendor tags: the published table, the callbacks that serve
+ * it to the camera metadata library, the listing of every section, and the
+ * per-camera characteristics cache with the request converter.
+ */
+#include <dlfcn.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <sstream>
+#include <thread>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <TamoLogCapture.h>
+#include <TamoLogControl.h>
+#include <camera_metadata_hidden.h>
+#include <system/camera_metadata.h>
+#include <tamo/Metadata.h>
+#include <tamo/VendorTag.h>
+#include <tamo_platform/HostPlatform.h>
+
+#include "metadata/VendorTagMgr.h"
+
+using namespace tamo;
+using tamo::host::LogCapture;
+
+// What dlopen("libcamera_metadata.so") does in this process: 0 opens it,
+// 1 fails with a loader error, 2 fails without one, 3 opens a library that
+// lacks the installer. Other names always pass through.
+static int g_dlMode = 0;
+
+extern "C" void* dlopen(const char* file, int flags) noexcept
+{
+    static auto real = reinterpret_cast<void* (*)(const char*, int)>(dlsym(RTLD_NEXT, "dlopen"));
+    if (g_dlMode == 0 || file == nullptr || std::strcmp(file, "libcamera_metadata.so") != 0)
+        return real(file, flags);
+    if (g_dlMode == 2)
+        return dlerror(), nullptr;
+    return real(g_dlMode == 1 ? "libcamera_metadata_absent.so" : "libtamo_log_control.so", flags);
+}
+
+namespace {
+
+// The published table: per section, its tags in number order as "name:type"
+// (0 byte, 1 int32, 2 float, 3 int64). Tag i of the section at position p
+// is 0x80000000 + ((p + 1) << 16) + i.
+const char* const kPublished[7][2] = {
+    {"com.tolv.chi.override", "CameraType:0 LargeSizeThumbnail:0 SensorSize:2"},
+    {"tolv.control",
+     "currentMode:1 currentModeEx:1 filter:1 relighting:1 refocus_level:1 is_pro_mode:1 ev:2 "
+     "exptime:3 iso:1 zoom_ratio:2 watermark:1 camera_id:1 engineer:1 mirror:1 requestId:3 "
+     "RefocusRequestId:3 wholeFileDir:0 scenedetect:1 aiSceneType:1 aiSceneMode:1 panoShot:1 "
+     "videoMode:1 hdr_state:1 iso_total:1 hdr_gain:2 hdr_shutter:2 zoom_action:1 "
+     "beautyParams:0 beautyBodyParams:0 distortion_correction:1 aec_info:2 previewID:1 "
+     "watermark_name:0 fd_priority:1 led_current:1 tofdistance:1 front_torch_lux_low:2 "
+     "front_torch_lux_high:2 sensor_gain:2 max_sensor_gain:2 awbGains:0 super_ns_type:1 "
+     "super_ns_dark_percent:2 expIndex:2 superNsMergeNum:1 is_engineering_mode:1 localtime:0 "
+     "bayer_filter:1 sensorMode:1 rotate_enable:1 eis.config.enable:0 picturesize.value:1 "
+     "scene.crop.ratio:2 tofconfig:1 burst.captureHint:1 AIAlgoDetect:1 fusion.sat.value:1 "
+     "colour.temperature:1 vop:1 superEis:0 snapJpegSize:1 motion_level:1 beautyNewParams:1 "
+     "beautyAlgoType:1 reqID:1 filmSize:1 makeupParams:1 portraitStyle:1 eyelight.type:0 "
+     "style_params:1 gender_type:1 beauty_param.enable:1 portrait.state:1 systemUserID:1 "
+     "moonlocationinfo.value:2 supermoon_shot_mode:1 supermoon_preview_mode:1 "
+     "supermoonlocation:1 face.enlandmark:1 deflicker:1 movie_portrait_type:1"},
+    {"tolv.stats",
+     "3rd.info.awb_cct_value:1 3rd.info.af_status:1 3rd.info.lens_shift_mm:2 "
+     "3rd.info.object_distance_mm:2 3rd.info.near_field_mm:2 3rd.info.far_field_mm:2 "
+     "3rd.info.awbGains:0"},
+    {"tolv.feedback", "nextJpeg:0 sensor_fps:2"},
+    {"tolv.parameter",
+     "gyroData:2 sceneAWBLightAI:2 aec_settled:2 vop.imagereadid:2 crop_region_sat:2 "
+     "bandingDetectResult:2 enableHwMFNR:2 digitalzoom:2 masterSatRole:2 bandingHDR_needed:2 "
+     "enableTOLVflickerDetect:2 ois.lens.buffer:2"},
+    {"tolv.statsaec", "AecLux:2"},
+    {"tolv.tamo.control", "cameraRole:0 cameraType:0"},
+};
+
+constexpr uint32_t kCameraType = 0x80010000;
+constexpr uint32_t kLargeSizeThumbnail = 0x80010001;
+constexpr uint32_t kCurrentMode = 0x80020000;
+constexpr uint32_t kZoomRatio = 0x80020009;
+
+struct LogLevel {
+    explicit LogLevel(uint32_t level) { g_logLv = level; }
+    ~LogLevel() { g_logLv = saved; }
+    uint32_t saved = g_logLv;
+};
+
+struct MetadataDeleter {
+    void operator()(camera_metadata* m) const { free_camera_metadata(m); }
+};
+
+// The host platform plus buffers of its own; counts the platform calls and
+// notes any made while `lock` was free.
+struct FakeEnviron : platform::IPlatformEnviron {
+    void appendVendorTagSections(std::vector<AppVendorTagSection>& sections) override
+    {
+        called();
+        host->appendVendorTagSections(sections);
+    }
+    const camera_metadata* getStaticMetadata(uint32_t id) override
+    {
+        called();
+        return buffer(id);
+    }
+    const camera_metadata* buffer(uint32_t id)
+    {
+        return own.count(id) != 0 ? own[id].get() : host->getStaticMetadata(id);
+    }
+    void called()
+    {
+        calls++;
+        std::thread([this] {
+            if (lock->try_lock()) {
+                unlockedCall = true;
+                lock->unlock();
+            }
+        }).join();
+    }
+
+    std::shared_ptr<platform::IPlatformEnviron> host = platform::host::createHostEnviron();
+    std::map<uint32_t, std::unique_ptr<camera_metadata, MetadataDeleter>> own;
+    std::mutex* lock = &StaticMetadataUtils::static_map_lock;
+    int calls = 0;
+    bool unlockedCall = false;
+};
+
+// Answers for every tag, with the tag's low byte as its type.
+struct FakeDescriptor : platform::IPlatformTagDescriptor {
+    const char* getSectionName(uint32_t) const override { return "fake.section"; }
+    const char* getTagName(uint32_t) const override { return "fakeTag"; }
+    int getTagType(uint32_t tag) const override { return static_cast<int>(tag & 0xFF); }
+};
+
+// A platform of the test's for a scope, then the host defaults again.
+struct Platform {
+    explicit Platform(std::shared_ptr<platform::IPlatformEnviron> environ,
+                      std::shared_ptr<platform::IPlatformTagDescriptor> descriptor =
+                          platform::host::createHostTagDescriptor())
+    {
+        platform::host::installEnviron(std::move(environ));
+        platform::host::installTagDescriptor(std::move(descriptor));
+    }
+    ~Platform() { platform::host::resetPlatform(); }
+};
+
+size_t listAll(std::vector<AppVendorTagSection>& sections)
+{
+    VendorTagUtils::getAllVendorTags(sections);
+    return sections.size();
+}
+
+std::vector<AppVendorTagSection> hostSections()
+{
+    std::vector<AppVendorTagSection> sections;
+    platform::host::createHostEnviron()->appendVendorTagSections(sections);
+    return sections;
+}
+
+// Runs body, reports its failures on standard error (the parent shows them)
+// and ends the process: 0 when nothing failed.
+template <typename Body>
+[[noreturn]] void runAndExit(Body body)
+{
+    body();
+    const testing::TestResult& result = *testing::UnitTest::GetInstance()->current_test_info()->result();
+    for (int i = 0; i < result.total_part_count(); i++) {
+        const testing::TestPartResult& part = result.GetTestPartResult(i);
+        std::fprintf(stderr, "%s:%d: %s\n", part.file_name(), part.line_number(), part.message());
+    }
+    std::exit(result.Failed() ? 1 : 0);
+}
+
+// Runs body in a process started afresh, where no listing has installed the
+// callbacks and no characteristics are cached yet.
+template <typename Body>
+void inFreshProcess(Body body)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(runAndExit(body), testing::ExitedWithCode(0), "");
+}
+
+std::string cameraType(const std::shared_ptr<Metadata>& m)
+{
+    MetadataEntryData e = m->getMetadataByTag(kCameraType);
+    return e.data != nullptr ? std::string(static_cast<const char*>(e.data), e.count) : "absent";
+}
+
+template <typename T>
+T value(const std::shared_ptr<Metadata>& m, uint32_t tag)
+{
+    MetadataEntryData e = m->getMetadataByTag(tag);
+    return e.count == 1 ? *static_cast<const T*>(e.data) : T(-1);
+}
+
+} // namespace
+
+TEST(VendorTags, TableIsThePublishedOneThroughTheMetadataLibrary)
+{
+    std::vector<AppVendorTagSection> sections;
+    ASSERT_GE(listAll(sections), 7u); // also installs the callbacks
+    sections.erase(sections.begin(), sections.end() - 7);
+    size_t total = 0;
+    for (uint32_t p = 0; p < 7; p++) {
+        EXPECT_EQ(sections[p].sectionName, kPublished[p][0]);
+        std::istringstream listed(kPublished[p][1]);
+        uint32_t i = 0;
+        for (std::string entry; listed >> entry; i++, total++) {
+            SCOPED_TRACE(entry);
+            const std::string name = entry.substr(0, entry.size() - 2);
+            const int type = entry.back() - '0';
+            const uint32_t number = 0x80000000u + ((p + 1) << 16) + i;
+            ASSERT_LT(i, sections[p].tags.size());
+            EXPECT_EQ(sections[p].tags[i].tagId, number);
+            EXPECT_EQ(sections[p].tags[i].tagName, name);
+            EXPECT_EQ(sections[p].tags[i].tagType, static_cast<uint32_t>(type));
+            EXPECT_STREQ(get_camera_metadata_section_name(number), kPublished[p][0]);
+            EXPECT_STREQ(get_camera_metadata_tag_name(number), name.c_str());
+            EXPECT_EQ(get_camera_metadata_tag_type(number), type);
+        }
+        EXPECT_EQ(i, sections[p].tags.size());
+    }
+    EXPECT_EQ(total, 108u);
+}
+
+TEST(VendorTags, CallbacksDispatchByNumber)
+{
+    using D = VendorTagDescriptorUtils;
+    auto answers = [](uint32_t tag) {
+        const char* section = D::tamo_get_section_name(nullptr, tag);
+        const char* name = D::tamo_get_tag_name(nullptr, tag);
+        return std::string(section ? section : "null") + " " + (name ? name : "null") + " " +
+               std::to_string(D::tamo_get_tag_type(nullptr, tag));
+    };
+    EXPECT_EQ(answers(0x80020001), "tolv.control currentModeEx 1");
+    // Past a section's last tag the section is still named, the tag is not.
+    EXPECT_EQ(answers(0x80020051), "tolv.control null 255");
+    EXPECT_EQ(answers(0x8001FFFF), "com.tolv.chi.override null 255");
+    for (uint32_t tag : {0x80080000u, 0x80000000u, 0x80FFFFFFu, 0x00010000u, 0x7FFFFFFFu})
+        EXPECT_EQ(answers(tag), "null null 255") << std::hex << tag;
+    // The callbacks name and type; they count and enumerate nothing.
+    uint32_t untouched = 7;
+    D::tamo_get_all_tags(nullptr, &untouched);
+    EXPECT_EQ(D::tamo_get_tag_count(nullptr) + untouched, 7u);
+
+    // From 0x81000000 up the platform's descriptor answers, or nobody does.
+    Platform fake(std::make_shared<FakeEnviron>(), std::make_shared<FakeDescriptor>());
+    EXPECT_EQ(answers(0x81000000), "fake.section fakeTag 0");
+    EXPECT_EQ(answers(0xFFFFFFAB), "fake.section fakeTag 171");
+    EXPECT_EQ(answers(0x80FFFFFF), "null null 255");
+    platform::host::installTagDescriptor(nullptr);
+    EXPECT_EQ(answers(0x81000000), "null null 255");
+}
+
+TEST(VendorTags, ListingAppendsPlatformThenFrameworkSectionsUnderTheLock)
+{
+    auto environ = std::make_shared<FakeEnviron>();
+    environ->lock = &VendorTagUtils::descriptor_lock;
+    Platform platform(environ);
+    const std::vector<AppVendorTagSection> host = hostSections();
+    const size_t p = host.size();
+    LogCapture capture;
+    LogLevel level(2);
+    std::vector<AppVendorTagSection> sections = {{"caller.own", {}}};
+    listAll(sections);
+    ASSERT_EQ(listAll(sections), 1 + 2 * (p + 7)); // everything again
+    EXPECT_EQ(sections[1].sectionName, host[0].sectionName);
+    EXPECT_EQ(sections[1 + p].sectionName, "com.tolv.chi.override");
+    EXPECT_EQ(sections[1 + p + 7].sectionName, host[0].sectionName);
+    EXPECT_EQ(environ->calls, 2);
+    EXPECT_FALSE(environ->unlockedCall);
+    // Counts of sections, the caller's included, whatever the words say.
+    EXPECT_TRUE(capture.hasMessage("get " + std::to_string(1 + p) + " tags from platform"));
+    EXPECT_TRUE(capture.hasMessage("get " + std::to_string(1 + 2 * p + 7) + " tags from platform"));
+    EXPECT_EQ(capture.withFormat("get %u tags from tamo", 2).back().message, "get 7 tags from tamo");
+
+    capture.clear();
+    g_logLv = 1;
+    platform::host::installEnviron(nullptr);
+    std::vector<AppVendorTagSection> frameworkOnly;
+    EXPECT_EQ(listAll(frameworkOnly), 7u);
+    EXPECT_EQ(capture.count("get %u tags from platform") + capture.count("get %u tags from tamo"), 0u);
+}
+
+TEST(VendorTags, FirstListingInstallsTheCallbacksOnce)
+{
+    inFreshProcess([] {
+        LogCapture capture;
+        LogLevel level(2);
+        // Until then framework tags cannot be typed, so these lack them.
+        std::shared_ptr<Metadata> early = StaticMetadataUtils::getCameraCharacteristics(6);
+        ASSERT_NE(early, nullptr);
+        EXPECT_EQ(cameraType(early), "absent");
+
+        std::vector<AppVendorTagSection> sections;
+        listAll(sections);
+        auto setup = capture.withFormat("temp setup vendor_tag_ops_t for framework", 2);
+        ASSERT_EQ(setup.size(), 1u);
+        EXPECT_EQ(setup[0].function, "operator()");
+        EXPECT_STREQ(get_camera_metadata_tag_name(kCameraType), "CameraType");
+        EXPECT_EQ(cameraType(StaticMetadataUtils::getCameraCharacteristics(5)), "cam5");
+
+        // Taken away, the callbacks are not put back by later listings.
+        set_camera_metadata_vendor_ops(nullptr);
+        listAll(sections);
+        EXPECT_EQ(get_camera_metadata_tag_name(kCameraType), nullptr);
+        EXPECT_EQ(capture.count("temp setup vendor_tag_ops_t for framework"), 1u);
+        EXPECT_EQ(capture.count("Error open libcamera_metadata.so %s", 0), 0u);
+    });
+}
+
+TEST(VendorTags, FailedInstallationIsLoggedOnceAndListingGoesOn)
+{
+    struct Case {
+        int dlMode;
+        const char* format;
+        const char* message;
+    };
+    const Case cases[] = {
+        {1, "Error open libcamera_metadata.so %s",
+         "Error open libcamera_metadata\\.so libcamera_metadata_absent\\.so: cannot open .*"},
+        {2, "Error open libcamera_metadata.so %s", "Error open libcamera_metadata\\.so unknown"},
+        {3, "Error dlsym %s",
+         "Error dlsym .*libtamo_log_control\\.so: undefined symbol: set_camera_metadata_vendor_ops"},
+    };
+    for (const Case& c : cases) {
+        inFreshProcess([&c] {
+            g_dlMode = c.dlMode;
+            LogCapture capture;
+            LogLevel level(1); // errors are not gated, the installation notice is
+            std::vector<AppVendorTagSection> sections;
+            listAll(sections);
+            EXPECT_EQ(listAll(sections), 2 * (hostSections().size() + 7));
+            auto records = capture.records();
+            ASSERT_EQ(records.size(), 1u);
+            EXPECT_EQ(records[0].level, 0u);
+            EXPECT_EQ(records[0].function, "setUpDescriptor");
+            EXPECT_EQ(records[0].format, c.format);
+            EXPECT_THAT(records[0].message, testing::MatchesRegex(c.message));
+            EXPECT_EQ(get_camera_metadata_tag_name(kCameraType), nullptr);
+        });
+    }
+}
+
+TEST(StaticMetadata, BuiltOnceUnderTheLockWithNameAndThumbnailFlag)
+{
+    std::vector<AppVendorTagSection> sections;
+    listAll(sections); // framework tags can be written only once typed
+    auto environ = std::make_shared<FakeEnviron>();
+    for (uint32_t id : {9u, 10u}) // past the logical camera table
+        environ->own[id].reset(clone_camera_metadata(environ->host->getStaticMetadata(0)));
+    Platform platform(environ);
+    LogCapture capture;
+    LogLevel level(2);
+
+    std::vector<std::shared_ptr<Metadata>> built(10); // camera 0 is the converter's
+    for (uint32_t id = 1; id <= 9; id++) {
+        SCOPED_TRACE(id);
+        ASSERT_NE(built[id] = StaticMetadataUtils::getCameraCharacteristics(id), nullptr);
+        const size_t n = get_camera_metadata_entry_count(environ->buffer(id));
+        const bool named = id < 9;
+        EXPECT_EQ(cameraType(built[id]), named ? "cam" + std::to_string(id) : "absent");
+        EXPECT_EQ(value<uint8_t>(built[id], kLargeSizeThumbnail), 1);
+        EXPECT_EQ(get_camera_metadata_entry_capacity(built[id]->getFwkMetadata()), n + 5);
+        EXPECT_EQ(get_camera_metadata_data_capacity(built[id]->getFwkMetadata()), 800u);
+        EXPECT_TRUE(capture.hasMessage("[" + std::to_string(id) + "]static metadata entry: " +
+                                       std::to_string(n) + " -> " + std::to_string(n + 1 + named)));
+    }
+    EXPECT_EQ(capture.withFormat("[%u]static metadata entry: %u -> %u", 2).at(0).function, "operator()");
+    EXPECT_FALSE(environ->unlockedCall);
+
+    // Cached: the same object, and the platform is not asked again.
+    EXPECT_EQ(environ->calls, 9);
+    EXPECT_EQ(StaticMetadataUtils::getCameraCharacteristics(6), built[6]);
+    EXPECT_EQ(environ->calls, 9);
+    g_logLv = 1;
+    ASSERT_NE(StaticMetadataUtils::getCameraCharacteristics(10), nullptr);
+    EXPECT_EQ(capture.count("[%u]static metadata entry: %u -> %u"), 9u);
+}
+
+TEST(StaticMetadata, FailedBuildsAreNotCachedAndAreRetried)
+{
+    auto environ = std::make_shared<FakeEnviron>();
+    Platform platform(environ);
+    LogCapture capture;
+    EXPECT_EQ(StaticMetadataUtils::getCameraCharacteristics(31), nullptr); // no such camera yet
+    auto failed = capture.withFormat("updat Characteristics fail", 0);
+    EXPECT_TRUE(failed.size() == 1 && failed[0].function == "operator()");
+    environ->own[31].reset(allocate_camera_metadata(1, 0));
+    EXPECT_NE(StaticMetadataUtils::getCameraCharacteristics(31), nullptr);
+    EXPECT_EQ(environ->calls, 2);
+}
+
+TEST(StaticMetadata, ConverterFillsZoomRatioAndCurrentMode)
+{
+    std::vector<AppVendorTagSection> sections;
+    listAll(sections);
+    auto environ = std::make_shared<FakeEnviron>();
+    environ->own[41].reset(allocate_camera_metadata(1, 0)); // neither active array nor zoom
+    Platform platform(environ);
+    // Host camera 0: an active array 4000 pixels wide, maximum digital zoom 8.
+    auto converted = [](int32_t cropWidth, uint32_t camera = 0) {
+        std::shared_ptr<Metadata> m = Metadata::create();
+        m->init(8, 64);
+        const int32_t crop[4] = {0, 0, cropWidth, 1500};
+        if (cropWidth != 0)
+            m->updateMetaDataByTag(ANDROID_SCALER_CROP_REGION, crop, 4);
+        VendorTagUtils::converter(m, camera);
+        return m;
+    };
+    EXPECT_EQ(value<float>(converted(0), kZoomRatio), 1.0f);
+    std::shared_ptr<Metadata> cropped = converted(2000);
+    EXPECT_EQ(value<float>(cropped, kZoomRatio), 4.0f);
+    EXPECT_EQ(value<int32_t>(cropped, kCurrentMode), 0);
+
+    // What is there stays, whatever the crop region says now.
+    const int32_t mode = 7, crop[4] = {0, 0, 1000, 750};
+    cropped->updateMetaDataByTag(kCurrentMode, &mode, 1);
+    cropped->updateMetaDataByTag(ANDROID_SCALER_CROP_REGION, crop, 4);
+    VendorTagUtils::converter(cropped, 0);
+    EXPECT_EQ(value<float>(cropped, kZoomRatio), 4.0f);
+    EXPECT_EQ(value<int32_t>(cropped, kCurrentMode), 7);
+
+    // Without usable characteristics the ratio stays 1.0.
+    LogCapture quiet;
+    EXPECT_EQ(value<float>(converted(2000, 40), kZoomRatio), 1.0f);
+    EXPECT_EQ(value<float>(converted(2000, 41), kZoomRatio), 1.0f);
+    VendorTagUtils::converter(nullptr, 0);
+}
+
+TEST(StaticMetadata, LogicalCameraMembersAndSensorIds)
+{
+    const std::vector<std::vector<uint32_t>> members = {{}, {}, {}, {}, {}, {0, 2}, {3, 0, 4}, {4, 3}, {4, 0}};
+    ASSERT_EQ(logicalCameraTable().size(), members.size());
+    for (uint32_t id = 0; id < members.size(); id++)
+        EXPECT_TRUE(logicalCameraTable()[id].cameraId == id && logicalCameraTable()[id].memberIds == members[id]);
+    EXPECT_EQ(sensorIdMap(), (std::map<uint32_t, SENSOR_ID>{{0, SENSOR_ID(0)}, {1, SENSOR_ID(1)},
+                                                             {2, SENSOR_ID(2)}, {4, SENSOR_ID(3)},
+                                                             {5, SENSOR_ID(4)}}));
+}

@@ -1,0 +1,31 @@
+/*
+ * What the subcommands share: how they hook into the command line, and how
+ * they fail.
+ */
+#pragma once
+
+#include <functional>
+#include <utility>
+
+#include <CLI/CLI.hpp>
+#include <fmt/core.h>
+
+namespace tamo::tool {
+
+// Set by the subcommand the command line chose; returns the exit status.
+using Runner = std::function<int()>;
+
+void addSessionCommand(CLI::App& app, Runner& runner);
+void addTagsCommand(CLI::App& app, Runner& runner);
+void addMetaCommand(CLI::App& app, Runner& runner);
+void addRaw2PngCommand(CLI::App& app, Runner& runner);
+
+// Ends a command: one line on standard error, status 1.
+template <typename... Args>
+int fail(fmt::format_string<Args...> format, Args&&... args)
+{
+    fmt::print(stderr, "tamo: {}\n", fmt::format(format, std::forward<Args>(args)...));
+    return 1;
+}
+
+} // namespace tamo::tool

@@ -1,0 +1,122 @@
+/*
+ * tamo raw2png: a raw frame dump (as ImageBuffer::saveToFile writes one)
+ * made into a PNG a person can look at.
+ */
+#include <cstdio>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Command.h"
+#include "Files.h"
+#include "Frame.h"
+#include "Png.h"
+
+namespace tamo::tool {
+
+namespace {
+
+constexpr uint32_t kMaxSide = 65535;
+constexpr uint64_t kMaxPixels = uint64_t{1} << 28;
+
+struct Raw2PngOptions {
+    std::string format;
+    std::string size;
+    uint32_t stride = 0;
+    std::string bayer = "rggb";
+    std::string input;
+    std::string output;
+};
+
+bool parseSize(const std::string& text, uint32_t& width, uint32_t& height)
+{
+    char extra = 0;
+    if (std::sscanf(text.c_str(), "%ux%u%c", &width, &height, &extra) != 2)
+        return false;
+    return width >= 1 && height >= 1 && width <= kMaxSide && height <= kMaxSide &&
+           uint64_t{width} * height <= kMaxPixels;
+}
+
+Bayer bayerNamed(const std::string& name)
+{
+    static const std::map<std::string, Bayer> kBayers = {{"rggb", Bayer::RGGB},
+                                                         {"grbg", Bayer::GRBG},
+                                                         {"gbrg", Bayer::GBRG},
+                                                         {"bggr", Bayer::BGGR},
+                                                         {"grey", Bayer::NONE}};
+    return kBayers.at(name);
+}
+
+int convert(const Raw2PngOptions& options)
+{
+    const Bayer bayer = bayerNamed(options.bayer);
+    const uint32_t format = *convertibleFormat(options.format);
+    uint32_t width = 0;
+    uint32_t height = 0;
+    parseSize(options.size, width, height);
+    const std::vector<PlaneGeometry> geometry = hostGeometry(format, width, height, options.stride);
+    const PlaneGeometry& last = geometry.back();
+    const uint64_t needed = last.offset + uint64_t{last.stride} * last.scanlines;
+
+    std::string error;
+    const std::optional<uintmax_t> size = fileSize(options.input, error);
+    if (!size)
+        return fail("{}", error);
+    if (*size < needed)
+        return fail("{}: {} bytes, too short: {}x{} {} at stride {} takes {}", options.input,
+                    *size, width, height, options.format, geometry[0].stride, needed);
+
+    std::vector<uint8_t> bytes(needed);
+    if (!readFile(options.input, bytes.data(), bytes.size(), error))
+        return fail("{}", error);
+    Frame frame{format, width, height, {}};
+    for (const PlaneGeometry& plane : geometry)
+        frame.planes.push_back({bytes.data() + plane.offset, plane.stride, plane.scanlines});
+
+    const std::optional<Image> image = toImage(frame, bayer, error);
+    if (!image)
+        return fail("{}: {}", options.input, error);
+    if (!writePng(options.output, *image, error))
+        return fail("{}", error);
+    fmt::print("{}: {}x{} PNG from {} ({})\n", options.output, width, height, options.format,
+               conversionNote(format, bayer));
+    return 0;
+}
+
+} // namespace
+
+void addRaw2PngCommand(CLI::App& app, Runner& runner)
+{
+    auto options = std::make_shared<Raw2PngOptions>();
+    CLI::App* command = app.add_subcommand(
+        "raw2png", "Convert a raw YUV, Y8/Y16 or RAW frame dump into a PNG");
+    std::string names;
+    for (const std::string& name : convertibleFormatNames())
+        names += (names.empty() ? "" : ", ") + name;
+    command->add_option("--format", options->format, "Pixel format: " + names)
+        ->required()
+        ->check([](const std::string& name) {
+            return convertibleFormat(name) ? std::string() : "unknown format " + name;
+        });
+    command->add_option("--size", options->size, "Frame size WxH, e.g. 1920x1080")
+        ->required()
+        ->check([](const std::string& text) {
+            uint32_t width = 0;
+            uint32_t height = 0;
+            return parseSize(text, width, height) ? std::string()
+                                                  : "expected WxH within 65535x65535, not " + text;
+        });
+    command->add_option("--stride", options->stride,
+                        "Bytes per row of the first plane (default: as the host allocator "
+                        "lays the format out)")
+        ->check(CLI::PositiveNumber);
+    command->add_option("--bayer", options->bayer,
+                        "RAW colour filter, or grey for a grey image (default rggb)")
+        ->transform(CLI::IsMember({"rggb", "grbg", "gbrg", "bggr", "grey"}, CLI::ignore_case));
+    command->add_option("IN", options->input, "Raw dump")->required();
+    command->add_option("OUT", options->output, "PNG to write")->required();
+    command->callback([&runner, options] { runner = [options] { return convert(*options); }; });
+}
+
+} // namespace tamo::tool
