@@ -1,0 +1,430 @@
+#include <camera_metadata_hidden.h>
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <system/camera_metadata.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <sstream>
+#include <vector>
+
+namespace {
+
+struct Deleter {
+    void operator()(camera_metadata_t* m) const { free_camera_metadata(m); }
+};
+using MetadataPtr = std::unique_ptr<camera_metadata_t, Deleter>;
+
+MetadataPtr makeMetadata(size_t entries, size_t data) { return MetadataPtr(allocate_camera_metadata(entries, data)); }
+
+// Packet fields by byte offset, as another process sees them.
+uint32_t u32At(const void* p, size_t offset) {
+    uint32_t v;
+    memcpy(&v, static_cast<const uint8_t*>(p) + offset, sizeof(v));
+    return v;
+}
+void setU32(void* p, size_t offset, uint32_t v) { memcpy(static_cast<uint8_t*>(p) + offset, &v, sizeof(v)); }
+
+std::vector<uint8_t> bytesOf(const camera_metadata_t* m) {
+    const uint8_t* p = reinterpret_cast<const uint8_t*>(m);
+    return std::vector<uint8_t>(p, p + get_camera_metadata_size(m));
+}
+
+std::vector<int32_t> i32Of(const camera_metadata_t* m, uint32_t tag) {
+    camera_metadata_ro_entry_t e{};
+    if (find_camera_metadata_ro_entry(m, tag, &e) != 0)
+        return {};
+    return std::vector<int32_t>(e.data.i32, e.data.i32 + e.count);
+}
+
+// A heap copy of exactly `n` bytes placed `shift` bytes into its block, so
+// that ASan reports any access past the packet.
+struct ExactCopy {
+    ExactCopy(const void* src, size_t n, size_t shift = 0) : bytes(n + shift), size(n)
+    {
+        memcpy(get(), src, n);
+    }
+    camera_metadata_t* get() { return reinterpret_cast<camera_metadata_t*>(&bytes[bytes.size() - size]); }
+    int validate() { return validate_camera_metadata_structure(get(), &size); }
+    std::vector<uint8_t> bytes;
+    size_t size;
+};
+
+// What dump_camera_metadata writes.
+std::string dumped(const camera_metadata_t* m, int verbosity) {
+    FILE* f = tmpfile();
+    dump_camera_metadata(m, fileno(f), verbosity);
+    std::string out(static_cast<size_t>(ftell(f)), '\0');
+    rewind(f);
+    out.resize(fread(&out[0], 1, out.size(), f));
+    fclose(f);
+    return out;
+}
+
+// 3 of 4 entries, 24 of 32 data bytes: 144 bytes, data at 112.
+std::vector<uint8_t> basePacket() {
+    MetadataPtr m = makeMetadata(4, 32);
+    const int32_t crop[] = {0, 0, 640, 480};
+    const int64_t exposure = 33333333;
+    const uint8_t mode = 1;
+    add_camera_metadata_entry(m.get(), ANDROID_SCALER_CROP_REGION, crop, 4);
+    add_camera_metadata_entry(m.get(), ANDROID_SENSOR_EXPOSURE_TIME, &exposure, 1);
+    add_camera_metadata_entry(m.get(), ANDROID_CONTROL_AE_MODE, &mode, 1);
+    return bytesOf(m.get());
+}
+
+const int32_t kFour[] = {1, 2, 3, 4};
+const int64_t kSeven = 7;
+const uint8_t kByte = 3;
+
+}  // namespace
+
+TEST(CameraMetadataLayout, SizesCapacitiesAndInlinePayloads) {
+    EXPECT_EQ(calculate_camera_metadata_size(0, 0), 48u);
+    EXPECT_EQ(calculate_camera_metadata_size(1, 1), 72u);
+    EXPECT_EQ(calculate_camera_metadata_size(400, 180000), 186448u);
+    EXPECT_EQ(calculate_camera_metadata_size(SIZE_MAX / 16, 0), SIZE_MAX);
+    // The packet's size field is 32 bits wide.
+    EXPECT_EQ(allocate_camera_metadata(UINT32_MAX, 0), nullptr);
+    EXPECT_EQ(allocate_camera_metadata(0, UINT32_MAX), nullptr);
+
+    MetadataPtr m = makeMetadata(3, 20);
+    EXPECT_EQ(get_camera_metadata_entry_capacity(m.get()), 3u);
+    EXPECT_EQ(get_camera_metadata_data_capacity(m.get()), 20u);
+    EXPECT_EQ(get_camera_metadata_size(m.get()), 120u);
+    EXPECT_EQ(get_camera_metadata_compact_size(m.get()), 48u);
+    EXPECT_EQ(get_camera_metadata_size(nullptr), 1u);
+    alignas(8) uint8_t storage[64];
+    EXPECT_EQ(place_camera_metadata(storage, 63, 1, 0), nullptr);
+    EXPECT_NE(place_camera_metadata(storage, 64, 1, 0), nullptr);
+
+    const size_t dataSizes[][3] = {  // type, count, data-area bytes
+        {TYPE_BYTE, 4, 0},  {TYPE_BYTE, 5, 8},      {TYPE_BYTE, 17, 24},
+        {TYPE_INT32, 1, 0}, {TYPE_FLOAT, 3, 16},    {TYPE_INT64, 1, 8},
+        {TYPE_DOUBLE, 3, 24}, {TYPE_RATIONAL, 1, 8}, {NUM_TYPES, 100, 0}};
+    for (const auto& s : dataSizes)
+        EXPECT_EQ(calculate_camera_metadata_entry_data_size(s[0], s[1]), s[2]) << s[0] << "x" << s[1];
+}
+
+TEST(CameraMetadataLayout, PacketMatchesThePlatformByteForByte) {
+    MetadataPtr m = makeMetadata(3, 24);
+    const uint8_t mode = 1;
+    const int64_t exposure = 33333333;
+    ASSERT_EQ(add_camera_metadata_entry(m.get(), ANDROID_CONTROL_AE_MODE, &mode, 1), 0);
+    ASSERT_EQ(add_camera_metadata_entry(m.get(), ANDROID_SCALER_CROP_REGION, kFour, 4), 0);
+    ASSERT_EQ(add_camera_metadata_entry(m.get(), ANDROID_SENSOR_EXPOSURE_TIME, &exposure, 1), 0);
+    // What another process builds for the same three entries: header, entries, data.
+    const uint32_t packet[] = {120, 1, 0, 3, 3, 48, 24, 24, 96, 0, 0xFFFFFFFF, 0xFFFFFFFF,
+                               0x10003, 1, 1, TYPE_BYTE, 0xD0000, 4, 0, TYPE_INT32, 0xE0000, 1, 16, TYPE_INT64,
+                               1, 2, 3, 4, 33333333, 0};
+    ASSERT_EQ(get_camera_metadata_size(m.get()), sizeof(packet));
+    EXPECT_EQ(0, memcmp(m.get(), packet, sizeof(packet)));
+}
+
+TEST(CameraMetadataTags, TableMatchesTheTagList) {
+    std::ifstream list(TAG_LIST_PATH);
+    std::string line;
+    ASSERT_TRUE(std::getline(list, line));
+    const std::map<std::string, int> types = {{"byte", 0},  {"int32", 1},  {"float", 2},
+                                              {"int64", 3}, {"double", 4}, {"rational", 5}};
+    std::map<uint32_t, std::pair<uint32_t, uint32_t>> bounds;
+    int rows = 0;
+    for (; std::getline(list, line); ++rows) {
+        std::istringstream fields(line);
+        std::string number, section, name, type;
+        fields >> number >> section >> name >> type;
+        const uint32_t tag = std::stoul(number, nullptr, 16);
+        EXPECT_STREQ(get_camera_metadata_section_name(tag), section.c_str()) << line;
+        EXPECT_STREQ(get_camera_metadata_tag_name(tag), name.c_str()) << line;
+        EXPECT_EQ(get_camera_metadata_tag_type(tag), types.at(type)) << line;
+        bounds.try_emplace(tag >> 16, tag, tag).first->second.second = tag + 1;
+    }
+    EXPECT_EQ(rows, 256);
+    ASSERT_EQ(bounds.size(), static_cast<size_t>(ANDROID_SECTION_COUNT));
+    for (const auto& [section, b] : bounds) {
+        EXPECT_EQ(camera_metadata_section_bounds[section][0], b.first);
+        EXPECT_EQ(camera_metadata_section_bounds[section][1], b.second);
+        EXPECT_EQ(get_camera_metadata_tag_type(b.second), -1);
+    }
+    EXPECT_EQ(VENDOR_SECTION_START, 0x80000000u);
+    EXPECT_EQ(ANDROID_SENSOR_INFO_ACTIVE_ARRAY_SIZE, 0xF0000u);
+    EXPECT_EQ(ANDROID_STATISTICS_OIS_X_SHIFTS, 0x110013u);
+}
+
+TEST(CameraMetadataEdit, AddFillsCapacitiesExactlyAndRefusesBadInput) {
+    MetadataPtr m = makeMetadata(2, 8);
+    ASSERT_EQ(add_camera_metadata_entry(m.get(), ANDROID_SENSOR_EXPOSURE_TIME, &kSeven, 1), 0);
+    EXPECT_EQ(add_camera_metadata_entry(m.get(), ANDROID_SCALER_CROP_REGION, kFour, 2), 1);
+    EXPECT_EQ(add_camera_metadata_entry(m.get(), ANDROID_SCALER_CROP_REGION, kFour, 1), 0);
+    EXPECT_EQ(get_camera_metadata_data_count(m.get()), 8u);
+    EXPECT_EQ(add_camera_metadata_entry(m.get(), ANDROID_CONTROL_AE_MODE, &kByte, 1), 1);
+
+    MetadataPtr n = makeMetadata(4, 64);
+    EXPECT_EQ(add_camera_metadata_entry(n.get(), ANDROID_SCALER_CROP_REGION, nullptr, 4), 1);
+    EXPECT_EQ(add_camera_metadata_entry(n.get(), ANDROID_CONTROL_END, &kByte, 1), 1);
+    EXPECT_EQ(add_camera_metadata_entry(n.get(), ANDROID_SCALER_CROP_REGION, nullptr, 0), 0);
+    camera_metadata_entry_t e{};
+    EXPECT_EQ(find_camera_metadata_entry(n.get(), ANDROID_CONTROL_AE_MODE, &e), -ENOENT);
+    EXPECT_EQ(get_camera_metadata_entry(n.get(), 1, &e), 1);
+}
+
+TEST(CameraMetadataEdit, UpdateAndDeleteKeepTheDataAreaConsistent) {
+    MetadataPtr m = makeMetadata(4, 40);
+    const int32_t crop[] = {10, 20, 30, 40}, fps[] = {15, 30}, fps2[] = {24, 60}, region[] = {5, 6};
+    add_camera_metadata_entry(m.get(), ANDROID_SCALER_CROP_REGION, crop, 4);
+    add_camera_metadata_entry(m.get(), ANDROID_CONTROL_AE_TARGET_FPS_RANGE, fps, 2);
+    add_camera_metadata_entry(m.get(), ANDROID_CONTROL_AE_REGIONS, region, 2);
+
+    // Same data size: rewritten where it was.
+    camera_metadata_entry_t before{}, after{};
+    get_camera_metadata_entry(m.get(), 1, &before);
+    ASSERT_EQ(update_camera_metadata_entry(m.get(), 1, fps2, 2, &after), 0);
+    EXPECT_EQ(after.data.i32, before.data.i32);
+
+    // Shrinking the first payload, with values read from that very payload,
+    // moves it to the end and the others down.
+    get_camera_metadata_entry(m.get(), 0, &before);
+    ASSERT_EQ(update_camera_metadata_entry(m.get(), 0, before.data.i32, 2, &after), 0);
+    EXPECT_EQ(get_camera_metadata_data_count(m.get()), 24u);
+    EXPECT_EQ(i32Of(m.get(), ANDROID_SCALER_CROP_REGION), std::vector<int32_t>({10, 20}));
+    EXPECT_EQ(i32Of(m.get(), ANDROID_CONTROL_AE_TARGET_FPS_RANGE), std::vector<int32_t>({24, 60}));
+    EXPECT_EQ(i32Of(m.get(), ANDROID_CONTROL_AE_REGIONS), std::vector<int32_t>({5, 6}));
+
+    // No room: the whole packet stays as it was.
+    const std::vector<uint8_t> snapshot = bytesOf(m.get());
+    const int32_t big[8] = {};
+    EXPECT_EQ(update_camera_metadata_entry(m.get(), 2, big, 8, nullptr), 1);
+    EXPECT_EQ(bytesOf(m.get()), snapshot);
+
+    // To an inline payload and to no elements: data bytes are released.
+    ASSERT_EQ(update_camera_metadata_entry(m.get(), 1, fps, 1, nullptr), 0);
+    ASSERT_EQ(update_camera_metadata_entry(m.get(), 0, nullptr, 0, nullptr), 0);
+    EXPECT_EQ(get_camera_metadata_data_count(m.get()), 8u);
+    EXPECT_EQ(i32Of(m.get(), ANDROID_CONTROL_AE_TARGET_FPS_RANGE), std::vector<int32_t>({15}));
+    EXPECT_EQ(i32Of(m.get(), ANDROID_CONTROL_AE_REGIONS), std::vector<int32_t>({5, 6}));
+
+    // Delete closes the gap in entries and data.
+    add_camera_metadata_entry(m.get(), ANDROID_SENSOR_EXPOSURE_TIME, &kSeven, 1);
+    ASSERT_EQ(delete_camera_metadata_entry(m.get(), 2), 0);
+    EXPECT_EQ(get_camera_metadata_data_count(m.get()), 8u);
+    camera_metadata_ro_entry_t e{};
+    ASSERT_EQ(get_camera_metadata_ro_entry(m.get(), 2, &e), 0);
+    EXPECT_EQ(e.data.i64[0], 7);
+    EXPECT_EQ(validate_camera_metadata_structure(m.get(), nullptr), 0);
+}
+
+// A packet from elsewhere may point two entries at overlapping data. Taking
+// one's bytes out of the data area would leave the other reaching outside
+// its data, or rebased to below the data area: that edit is refused.
+TEST(CameraMetadataEdit, RefusesToMoveDataAnotherEntryShares) {
+    MetadataPtr m = makeMetadata(3, 48);
+    const int32_t crop[] = {10, 20, 30, 40}, fps[] = {15, 30}, region[] = {5, 6};
+    add_camera_metadata_entry(m.get(), ANDROID_SCALER_CROP_REGION, crop, 4);          // data 0-15
+    add_camera_metadata_entry(m.get(), ANDROID_CONTROL_AE_TARGET_FPS_RANGE, fps, 2);  // data 16-23
+    add_camera_metadata_entry(m.get(), ANDROID_CONTROL_AE_REGIONS, region, 2);        // data 24-31
+    setU32(m.get(), 48 + 16 + 8, 8);  // the fps range now lies inside the crop region
+    size_t size = get_camera_metadata_size(m.get());
+    ASSERT_EQ(validate_camera_metadata_structure(m.get(), &size), 0);
+
+    const std::vector<uint8_t> before = bytesOf(m.get());
+    EXPECT_EQ(delete_camera_metadata_entry(m.get(), 0), 1);
+    EXPECT_EQ(delete_camera_metadata_entry(m.get(), 1), 1);
+    EXPECT_EQ(update_camera_metadata_entry(m.get(), 0, crop, 2, nullptr), 1);
+    EXPECT_EQ(update_camera_metadata_entry(m.get(), 1, fps, 4, nullptr), 1);
+    EXPECT_EQ(bytesOf(m.get()), before);
+
+    // In place, the aliasing shows but nothing moves; an entry that shares
+    // nothing goes as usual.
+    const int32_t fps2[] = {24, 60};
+    EXPECT_EQ(update_camera_metadata_entry(m.get(), 1, fps2, 2, nullptr), 0);
+    EXPECT_EQ(i32Of(m.get(), ANDROID_SCALER_CROP_REGION), (std::vector<int32_t>{10, 20, 24, 60}));
+    EXPECT_EQ(delete_camera_metadata_entry(m.get(), 2), 0);
+    EXPECT_EQ(get_camera_metadata_data_count(m.get()), 24u);
+    EXPECT_EQ(validate_camera_metadata_structure(m.get(), &size), 0);
+}
+
+TEST(CameraMetadataEdit, SortEnablesBinarySearchAndKeepsTheFirstOfEqualTags) {
+    MetadataPtr m = makeMetadata(100, 800);
+    for (int64_t i = 99; i >= 0; --i) // even control tags, most several times
+        ASSERT_EQ(add_camera_metadata_entry(m.get(), ANDROID_CONTROL_START + (i % 24) * 2, &i, 1), 0);
+    ASSERT_EQ(sort_camera_metadata(m.get()), 0);
+    EXPECT_EQ(u32At(m.get(), 8), 1u);
+    camera_metadata_ro_entry_t e{};
+    for (uint32_t k = 0; k < 50; ++k) {
+        const int res = find_camera_metadata_ro_entry(m.get(), ANDROID_CONTROL_START + k, &e);
+        EXPECT_EQ(res, k % 2 || k >= 48 ? -ENOENT : 0) << k;
+        if (res == 0) {  // the value added first
+            EXPECT_EQ(uint32_t{e.data.u8[0]}, 96 + k / 2 - (k >= 8 ? 24 : 0)) << k;
+        }
+    }
+}
+
+TEST(CameraMetadataEdit, AppendRebasesOffsetsAndFollowsFlagAndVendorRules) {
+    MetadataPtr src = makeMetadata(2, 16);
+    add_camera_metadata_entry(src.get(), ANDROID_SCALER_CROP_REGION, kFour, 4);
+    add_camera_metadata_entry(src.get(), ANDROID_CONTROL_AE_MODE, &kByte, 1);
+    sort_camera_metadata(src.get());
+    MetadataPtr dst = makeMetadata(3, 24);
+    add_camera_metadata_entry(dst.get(), ANDROID_SENSOR_EXPOSURE_TIME, &kSeven, 1);
+
+    MetadataPtr lowData = makeMetadata(2, 8), fewEntries = makeMetadata(1, 64);
+    EXPECT_EQ(append_camera_metadata(lowData.get(), src.get()), 1);
+    EXPECT_EQ(append_camera_metadata(fewEntries.get(), src.get()), 1);
+
+    sort_camera_metadata(dst.get());
+    ASSERT_EQ(append_camera_metadata(dst.get(), src.get()), 0);
+    EXPECT_EQ(u32At(dst.get(), 8), 0u); // both non-empty: no longer sorted
+    EXPECT_EQ(get_camera_metadata_data_count(dst.get()), 24u);
+    EXPECT_EQ(i32Of(dst.get(), ANDROID_SCALER_CROP_REGION), std::vector<int32_t>({1, 2, 3, 4}));
+    EXPECT_EQ(validate_camera_metadata_structure(dst.get(), nullptr), 0);
+
+    MetadataPtr empty = makeMetadata(2, 16), none = makeMetadata(0, 0);
+    ASSERT_EQ(append_camera_metadata(empty.get(), src.get()), 0);
+    EXPECT_EQ(u32At(empty.get(), 8), 1u); // an empty target takes the source's flag
+    ASSERT_EQ(append_camera_metadata(empty.get(), none.get()), 0);
+    EXPECT_EQ(u32At(empty.get(), 8), 1u); // which an empty source leaves alone
+    MetadataPtr sortedEmpty = makeMetadata(3, 24);
+    sort_camera_metadata(sortedEmpty.get());
+    ASSERT_EQ(append_camera_metadata(sortedEmpty.get(), dst.get()), 0);
+    EXPECT_EQ(u32At(sortedEmpty.get(), 8), 0u);
+
+    set_camera_metadata_vendor_id(src.get(), 5);
+    MetadataPtr other = makeMetadata(4, 32), plain = makeMetadata(4, 32);
+    set_camera_metadata_vendor_id(other.get(), 6);
+    EXPECT_EQ(append_camera_metadata(other.get(), src.get()), 1);
+    ASSERT_EQ(append_camera_metadata(plain.get(), src.get()), 0);
+    EXPECT_EQ(get_camera_metadata_vendor_id(plain.get()), 5u);
+    MetadataPtr clone(clone_camera_metadata(dst.get()));
+    EXPECT_EQ(bytesOf(clone.get()), bytesOf(dst.get()));
+}
+
+TEST(CameraMetadataValidate, AcceptsPacketsWithinTheirSizeAndFlagsShiftedOnes) {
+    const std::vector<uint8_t> base = basePacket();
+    ASSERT_EQ(base.size(), 144u);
+    ExactCopy good(base.data(), base.size()), headerOnly(base.data(), 47), shifted(base.data(), base.size(), 4);
+    EXPECT_EQ(good.validate(), 0);
+    EXPECT_EQ(headerOnly.validate(), 1);
+    EXPECT_EQ(validate_camera_metadata_structure(nullptr, nullptr), 1);
+    EXPECT_EQ(shifted.validate(), CAMERA_METADATA_VALIDATION_SHIFTED);
+
+    MetadataPtr copy(allocate_copy_camera_metadata_checked(good.get(), good.size));
+    ASSERT_TRUE(copy);
+    EXPECT_EQ(bytesOf(copy.get()), base);
+    EXPECT_EQ(allocate_copy_camera_metadata_checked(good.get(), 100), nullptr);
+}
+
+TEST(CameraMetadataValidate, RejectsEveryCorruptHeaderFieldAndEntry) {
+    const std::vector<uint8_t> base = basePacket();
+    const uint32_t cases[][2] = {  // {byte offset, value}
+        {0, 145}, {0, 136},                                // size past the buffer or the data
+        {12, 5}, {24, 33},                                 // counts beyond capacities
+        {20, 40}, {16, 5}, {16, 0x10000000},               // entries misplaced or wrapping
+        {32, 104}, {32, 120}, {28, 0xFFFFFFF8},            // data area misplaced or wrapping
+        {60, NUM_TYPES}, {92, TYPE_INT32},                 // unknown type, not the tag's type
+        {80, ANDROID_SECTION_COUNT << 16}, {80, ANDROID_CONTROL_END},  // unknown tags
+        {56, 16}, {72, 12}, {52, 0x40000000}, {68, 0xFFFFFFFF},  // payload outside used data
+        {24, 25},                                          // data count off the 8-byte grid
+    };
+    for (const auto& c : cases) {
+        ExactCopy bad(base.data(), base.size());
+        setU32(bad.get(), c[0], c[1]);
+        EXPECT_EQ(bad.validate(), CAMERA_METADATA_VALIDATION_ERROR) << c[0] << " = " << c[1];
+    }
+    // Payloads aligned where they are, in a data area that starts off the
+    // grid: a copy, which starts it on the grid, would misalign them.
+    ExactCopy offGrid(base.data(), base.size());
+    for (auto f : {std::pair<size_t, uint32_t>{32, 116}, {28, 28}, {56, 4}, {72, 12}})
+        setU32(offGrid.get(), f.first, f.second);
+    EXPECT_EQ(offGrid.validate(), CAMERA_METADATA_VALIDATION_ERROR);
+    for (auto f : {std::pair<size_t, uint32_t>{32, 112}, {56, 0}, {72, 16}}) // on the grid, the same payloads pass
+        setU32(offGrid.get(), f.first, f.second);
+    EXPECT_EQ(offGrid.validate(), 0);
+    // Misaligned entries, though none is in use and the array fits.
+    ExactCopy odd(base.data(), base.size());
+    for (auto f : {std::pair<size_t, uint32_t>{12, 0}, {24, 0}, {16, 3}, {20, 50}})
+        setU32(odd.get(), f.first, f.second);
+    EXPECT_EQ(odd.validate(), CAMERA_METADATA_VALIDATION_ERROR);
+    // Vendor tags are not checked against a table.
+    ExactCopy vendor(base.data(), base.size());
+    setU32(vendor.get(), 80, 0x80010002);
+    EXPECT_EQ(vendor.validate(), 0);
+}
+
+TEST(CameraMetadataValidate, OperationsOnValidatedPacketsStayInside) {
+    // A valid packet laid out differently: 8 spare bytes before the entries
+    // and 8 before the data.
+    std::vector<uint8_t> bytes = basePacket();
+    bytes.insert(bytes.begin() + 112, 8, 0);
+    bytes.insert(bytes.begin() + 48, 8, 0);
+    const uint32_t header[] = {160, 1, 0, 3, 4, 56, 24, 32, 128};
+    memcpy(bytes.data(), header, sizeof(header));
+    ExactCopy in(bytes.data(), bytes.size());
+    ASSERT_EQ(in.validate(), 0);
+
+    MetadataPtr clone(clone_camera_metadata(in.get()));
+    EXPECT_EQ(i32Of(clone.get(), ANDROID_SCALER_CROP_REGION), std::vector<int32_t>({0, 0, 640, 480}));
+    const size_t compact = get_camera_metadata_compact_size(in.get());
+    ASSERT_EQ(compact, 48u + 3 * 16 + 24);
+    std::vector<uint8_t> dst(compact);
+    camera_metadata_t* copied = copy_camera_metadata(dst.data(), compact, in.get());
+    camera_metadata_ro_entry_t e{};
+    ASSERT_EQ(find_camera_metadata_ro_entry(copied, ANDROID_SENSOR_EXPOSURE_TIME, &e), 0);
+    EXPECT_EQ(e.data.i64[0], 33333333);
+    MetadataPtr fresh = makeMetadata(3, 24);
+    ASSERT_EQ(append_camera_metadata(fresh.get(), in.get()), 0);
+    EXPECT_EQ(validate_camera_metadata_structure(fresh.get(), nullptr), 0);
+
+    ASSERT_EQ(sort_camera_metadata(in.get()), 0);
+    ASSERT_EQ(get_camera_metadata_ro_entry(in.get(), 0, &e), 0);
+    EXPECT_EQ(e.tag, static_cast<uint32_t>(ANDROID_CONTROL_AE_MODE));
+    EXPECT_EQ(in.validate(), 0);
+}
+
+namespace {
+
+constexpr uint32_t kKnown = 0x80000000, kUnknown = 0x80000001;
+
+// Like the framework's callbacks: 255 and null names for tags they do not know.
+const vendor_tag_ops_t kOps = {
+    [](const vendor_tag_ops_t*) { return 1; },
+    [](const vendor_tag_ops_t*, uint32_t* tags) { tags[0] = kKnown; },
+    [](const vendor_tag_ops_t*, uint32_t tag) { return tag == kKnown ? "com.tamo" : nullptr; },
+    [](const vendor_tag_ops_t*, uint32_t tag) { return tag == kKnown ? "mode" : nullptr; },
+    [](const vendor_tag_ops_t*, uint32_t tag) { return tag == kKnown ? int(TYPE_INT32) : 255; },
+    {},
+};
+
+}  // namespace
+
+TEST(CameraMetadataVendor, VendorTagsAreTypedOnlyByInstalledOps) {
+    MetadataPtr m = makeMetadata(4, 32);
+    const int64_t v = 9;
+    EXPECT_EQ(get_camera_metadata_tag_type(kKnown), -1);
+    EXPECT_EQ(add_camera_metadata_entry(m.get(), kKnown, &v, 1), 1);
+
+    ASSERT_EQ(set_camera_metadata_vendor_ops(&kOps), 0);
+    EXPECT_STREQ(get_camera_metadata_section_name(kKnown), "com.tamo");
+    EXPECT_STREQ(get_camera_metadata_tag_name(kKnown), "mode");
+    EXPECT_EQ(add_camera_metadata_entry(m.get(), kKnown, &v, 1), 0);
+    // 255 is no type: refused rather than used as a table index.
+    EXPECT_EQ(get_camera_metadata_tag_type(kUnknown), 255);
+    EXPECT_EQ(add_camera_metadata_entry(m.get(), kUnknown, &v, 1), 1);
+    setU32(m.get(), 48, kUnknown);
+    EXPECT_EQ(dumped(m.get(), 1), "Dumping camera metadata array: 1 / 4 entries, 0 / 32 bytes of extra data.\n"
+                                  "  Version: 1, Flags: 00000000\n"
+                                  "  unknownSection.unknownTag (80000001): int32[1]\n    [9 ]\n");
+
+    set_camera_metadata_vendor_ops(nullptr);
+    EXPECT_EQ(get_camera_metadata_tag_type(kKnown), -1);
+}
+
+TEST(CameraMetadataLoading, LibraryIsFoundByItsPlatformName) {
+    void* handle = dlopen("libcamera_metadata.so", RTLD_NOW);
+    ASSERT_NE(handle, nullptr) << dlerror();
+    EXPECT_EQ(dlsym(handle, "set_camera_metadata_vendor_ops"), reinterpret_cast<void*>(&set_camera_metadata_vendor_ops));
+    dlclose(handle);
+}
