@@ -3,6 +3,7 @@
 #include <TamoLogCapture.h>
 #include <TamoLogControl.h>
 #include <tamo/Metadata.h>
+#include <tamo/MetadataPool.h>
 
 #include <memory>
 #include <numeric>
@@ -21,8 +22,11 @@ struct LevelGuard {
 constexpr uint32_t C = ANDROID_CONTROL_AE_EXPOSURE_COMPENSATION, P = ANDROID_CONTROL_AE_PRECAPTURE_ID,
                    R = ANDROID_CONTROL_AE_REGIONS, T = ANDROID_CONTROL_AF_TRIGGER_ID,
                    F = ANDROID_CONTROL_AE_TARGET_FPS_RANGE;
+constexpr auto REQUEST = tamo::MetadataPool::METADATA_TYPE_REQUEST, RESULT = tamo::MetadataPool::METADATA_TYPE_RESULT;
 
 using RawMeta = std::unique_ptr<camera_metadata_t, void (*)(camera_metadata_t*)>;
+using Caps = std::pair<size_t, size_t>;
+using Lines = std::vector<std::string>;
 
 // A buffer of exactly these capacities; entry {tag, n} holds first, first + 1...
 inline RawMeta ints(size_t entries, size_t data, std::initializer_list<std::pair<uint32_t, int>> tags,
@@ -52,10 +56,16 @@ inline std::vector<int32_t> values(const std::shared_ptr<tamo::Metadata>& meta, 
     return p != nullptr ? std::vector<int32_t>(p, p + e.count) : std::vector<int32_t>{-1};
 }
 
-// Every captured line as "level function: message".
-inline std::vector<std::string> lines(const tamo::host::LogCapture& capture)
+inline Caps caps(const std::shared_ptr<tamo::Metadata>& meta)
 {
-    std::vector<std::string> out;
+    return {get_camera_metadata_entry_capacity(meta->getFwkMetadata()),
+            get_camera_metadata_data_capacity(meta->getFwkMetadata())};
+}
+
+// Every captured line as "level function: message".
+inline Lines lines(const tamo::host::LogCapture& capture)
+{
+    Lines out;
     for (const auto& r : capture.records())
         out.push_back(std::to_string(r.level) + " " + r.function + ": " + r.message);
     return out;

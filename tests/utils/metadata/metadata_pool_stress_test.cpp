@@ -12,8 +12,6 @@ using tamo::MetadataPool;
 
 namespace {
 
-constexpr auto REQUEST = MetadataPool::METADATA_TYPE_REQUEST;
-constexpr auto RESULT = MetadataPool::METADATA_TYPE_RESULT;
 constexpr unsigned int kThreads = 8, kSessions = 4, kShared = 1, kRounds = 500;
 
 // A one-entry object of two int32 values, so that every append brings data

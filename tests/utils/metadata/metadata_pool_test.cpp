@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <condition_variable>
 #include <fstream>
 #include <future>
 #include <thread>
@@ -19,28 +18,26 @@ using namespace std::chrono_literals;
 using tamo::Metadata;
 using tamo::MetadataPool;
 using tamo::host::LogCapture;
-using Lines = std::vector<std::string>;
+using Requests = std::vector<unsigned int>;
 
 namespace {
 
-constexpr auto REQUEST = MetadataPool::METADATA_TYPE_REQUEST;
-constexpr auto RESULT = MetadataPool::METADATA_TYPE_RESULT;
-
-// Request numbers of a session, in the order the pool's dump lists them.
-std::vector<unsigned int> held(MetadataPool& pool, unsigned int sessionId)
+// Which of the requests 1 to 70 a session holds.
+Requests held(MetadataPool& pool, unsigned int sessionId)
 {
-    LevelGuard level(3);
-    LogCapture capture;
-    pool.dump();
-    std::vector<unsigned int> requests;
-    bool inSession = false;
-    for (const auto& r : capture.records()) {
-        if (r.format == "    Session: id(%u)")
-            inSession = r.message == "    Session: id(" + std::to_string(sessionId) + ")";
-        else if (inSession && r.format == "        Request %u:")
-            requests.push_back(std::stoul(r.message.substr(16)));
-    }
-    return requests;
+    LogCapture quiet;
+    Requests out;
+    for (unsigned int r = 1; r <= 70; r++)
+        if (pool.getMetadata(sessionId, r, REQUEST) != nullptr)
+            out.push_back(r);
+    return out;
+}
+
+Requests range(unsigned int first, unsigned int last, Requests out = {})
+{
+    while (first <= last)
+        out.push_back(first++);
+    return out;
 }
 
 TEST(MetadataPool, RequestEntriesAndLookupFailures)
@@ -54,9 +51,7 @@ TEST(MetadataPool, RequestEntriesAndLookupFailures)
     auto result = pool.getMetadata(1, 5, RESULT);
     for (const auto& m : {result, pool.getMetadata(1, 6, REQUEST), pool.getMetadata(1, 6, RESULT)}) {
         ASSERT_NE(m, nullptr);
-        EXPECT_EQ(get_camera_metadata_entry_capacity(m->getFwkMetadata()), 400u);
-        EXPECT_EQ(get_camera_metadata_data_capacity(m->getFwkMetadata()), 180000u);
-        EXPECT_EQ(get_camera_metadata_entry_count(m->getFwkMetadata()), 0u);
+        EXPECT_TRUE(caps(m) == Caps(400, 180000) && get_camera_metadata_entry_count(m->getFwkMetadata()) == 0);
     }
     EXPECT_NE(pool.getMetadata(1, 6, REQUEST), pool.getMetadata(1, 6, RESULT));
     EXPECT_TRUE(pool.updateMetadata(1, 5, RESULT, settings));
@@ -91,34 +86,29 @@ TEST(MetadataPool, RequestEntriesAndLookupFailures)
     EXPECT_EQ(values(result, F), std::vector<int32_t>({1, 2})); // outlives its entry
 }
 
-TEST(MetadataPool, EvictsTheSmallestRequestAt65)
+TEST(MetadataPool, KeepsTheNewest65RequestsOfASession)
 {
     MetadataPool pool;
     pool.addSessionEntry(std::vector<unsigned int>{1, 2});
-    std::vector<unsigned int> expected;
+    pool.addRequestEntry(2, 1, nullptr);
     for (unsigned int r = 1; r <= 70; r++)
         pool.addRequestEntry(1, r, nullptr);
-    pool.addRequestEntry(2, 1, nullptr);
-    for (unsigned int r = 6; r <= 70; r++)
-        expected.push_back(r);
-    EXPECT_EQ(held(pool, 1), expected);
+    EXPECT_EQ(held(pool, 1), range(6, 70));
 
     // Re-adding on a full table evicts first, then replaces the request's kinds.
     auto settings = object(ints(1, 0, {{C, 1}}));
     pool.addRequestEntry(1, 30, settings);
-    expected.erase(expected.begin());
-    EXPECT_EQ(held(pool, 1), expected);
+    EXPECT_EQ(held(pool, 1), range(7, 70));
     EXPECT_EQ(pool.getMetadata(1, 30, REQUEST), settings);
     pool.addRequestEntry(1, 3, nullptr);  // 64 held: nothing evicted
     pool.addRequestEntry(1, 3, settings); // 65: evicts 3 itself, then adds it back
-    expected.insert(expected.begin(), 3);
-    EXPECT_EQ(held(pool, 1), expected);
+    EXPECT_EQ(held(pool, 1), range(7, 70, {3}));
     EXPECT_EQ(pool.getMetadata(1, 3, REQUEST), settings);
 
     // Registering a session again drops its requests, and only its own.
     EXPECT_EQ(pool.addSessionEntry(std::vector<unsigned int>{3, 1, 1}), 0);
-    EXPECT_TRUE(held(pool, 1).empty());
-    EXPECT_EQ(held(pool, 2), std::vector<unsigned int>{1});
+    EXPECT_EQ(held(pool, 1), Requests{});
+    EXPECT_EQ(held(pool, 2), Requests{1});
 }
 
 TEST(MetadataPool, DumpShowsEachKindWhateverTheLevel)
@@ -144,33 +134,17 @@ TEST(MetadataPool, DumpShowsEachKindWhateverTheLevel)
 
 // Settings whose buffer is handed over only once released, so that merging
 // them holds the session lock for as long as the test needs.
-class GateMetadata : public tamo::MetadataImpl {
-public:
+struct GateMetadata : tamo::MetadataImpl {
     camera_metadata* getFwkMetadata() override
     {
-        std::unique_lock<std::mutex> lock(mLock);
-        mEntered = true;
-        mCond.notify_all();
-        mCond.wait(lock, [this] { return mReleased; });
-        return mSettings->getFwkMetadata();
+        entered = true;
+        released.wait();
+        return settings->getFwkMetadata();
     }
-    bool waitEntered()
-    {
-        std::unique_lock<std::mutex> lock(mLock);
-        return mCond.wait_for(lock, 5s, [this] { return mEntered; });
-    }
-    void release()
-    {
-        std::lock_guard<std::mutex> lock(mLock);
-        mReleased = true;
-        mCond.notify_all();
-    }
-
-private:
-    std::shared_ptr<Metadata> mSettings = object(ints(1, 0, {{C, 1}}));
-    std::mutex mLock;
-    std::condition_variable mCond;
-    bool mEntered = false, mReleased = false;
+    std::atomic<bool> entered{false};
+    std::promise<void> release;
+    std::shared_future<void> released = release.get_future().share();
+    std::shared_ptr<Metadata> settings = object(ints(1, 0, {{C, 1}}));
 };
 
 template <typename Pred>
@@ -192,7 +166,7 @@ TEST(MetadataPool, OnlyDumpHoldsASessionLockUnderThePoolLock)
     // A holds session 1's lock while it merges; B then waits for that lock.
     auto gate = std::make_shared<GateMetadata>();
     auto a = std::async(std::launch::async, [&] { return pool.updateMetadata(1, 10, RESULT, gate); });
-    ASSERT_TRUE(gate->waitEntered());
+    ASSERT_TRUE(waitUntil([&] { return gate->entered.load(); }));
     std::atomic<long> bThread{0};
     auto b = std::async(std::launch::async, [&] {
         bThread = syscall(SYS_gettid);
@@ -221,12 +195,9 @@ TEST(MetadataPool, OnlyDumpHoldsASessionLockUnderThePoolLock)
     auto blocked = std::async(std::launch::async, [&] { return pool.addSessionEntry(4u); });
     EXPECT_EQ(blocked.wait_for(100ms), std::future_status::timeout);
 
-    gate->release();
-    EXPECT_TRUE(a.get());
-    EXPECT_NE(b.get(), nullptr);
+    gate->release.set_value();
+    EXPECT_TRUE(a.get() && b.get() != nullptr && others.get() && blocked.get() == 0);
     d.get();
-    EXPECT_TRUE(others.get());
-    EXPECT_EQ(blocked.get(), 0);
     EXPECT_TRUE(capture.hasMessage("MetadataPool Dump end"));
     EXPECT_EQ(values(pool.getMetadata(1, 10, RESULT), C), std::vector<int32_t>{1});
 }

