@@ -3,7 +3,6 @@
 #include <system/camera_metadata.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <map>
@@ -29,11 +28,15 @@ std::vector<uint8_t> bytesOf(const camera_metadata_t* m) {
     return std::vector<uint8_t>(p, p + get_camera_metadata_size(m));
 }
 
-std::vector<int32_t> i32Of(const camera_metadata_t* m, uint32_t tag) {
+// The int32 values of one tag, or of every entry in entry order.
+std::vector<int32_t> i32Of(const camera_metadata_t* m, uint32_t tag = 0) {
+    std::vector<int32_t> out;
     camera_metadata_ro_entry_t e{};
-    if (find_camera_metadata_ro_entry(m, tag, &e) != 0)
-        return {};
-    return std::vector<int32_t>(e.data.i32, e.data.i32 + e.count);
+    for (size_t i = 0; get_camera_metadata_ro_entry(m, i, &e) == 0; i++) {
+        if (tag == 0 || e.tag == tag)
+            out.insert(out.end(), e.data.i32, e.data.i32 + e.count);
+    }
+    return out;
 }
 
 // A heap copy of exactly `n` bytes placed `shift` bytes into its block, so
@@ -45,17 +48,6 @@ struct ExactCopy {
     std::vector<uint8_t> bytes;
     size_t size;
 };
-
-// What dump_camera_metadata writes.
-std::string dumped(const camera_metadata_t* m, int verbosity) {
-    FILE* f = tmpfile();
-    dump_camera_metadata(m, fileno(f), verbosity);
-    std::string out(static_cast<size_t>(ftell(f)), '\0');
-    rewind(f);
-    out.resize(fread(&out[0], 1, out.size(), f));
-    fclose(f);
-    return out;
-}
 
 // 3 of 4 entries, 24 of 32 data bytes: 144 bytes, data at 112.
 std::vector<uint8_t> basePacket() {
@@ -77,22 +69,14 @@ const uint8_t kByte = 3;
 
 TEST(CameraMetadataLayout, SizesCapacitiesAndInlinePayloads) {
     EXPECT_EQ(calculate_camera_metadata_size(0, 0), 48u);
-    EXPECT_EQ(calculate_camera_metadata_size(1, 1), 72u);
     EXPECT_EQ(calculate_camera_metadata_size(400, 180000), 186448u);
     EXPECT_EQ(calculate_camera_metadata_size(SIZE_MAX / 16, 0), SIZE_MAX);
-    // The packet's size field is 32 bits wide.
-    EXPECT_EQ(allocate_camera_metadata(UINT32_MAX, 0), nullptr);
-    EXPECT_EQ(allocate_camera_metadata(0, UINT32_MAX), nullptr);
+    EXPECT_EQ(allocate_camera_metadata(0, UINT32_MAX), nullptr); // the size field is 32 bits wide
 
     MetadataPtr m = makeMetadata(3, 20);
     EXPECT_EQ(get_camera_metadata_entry_capacity(m.get()), 3u);
     EXPECT_EQ(get_camera_metadata_data_capacity(m.get()), 20u);
     EXPECT_EQ(get_camera_metadata_size(m.get()), 120u);
-    EXPECT_EQ(get_camera_metadata_compact_size(m.get()), 48u);
-    EXPECT_EQ(get_camera_metadata_size(nullptr), 1u);
-    alignas(8) uint8_t storage[64];
-    EXPECT_EQ(place_camera_metadata(storage, 63, 1, 0), nullptr);
-    EXPECT_NE(place_camera_metadata(storage, 64, 1, 0), nullptr);
 
     const size_t dataSizes[][3] = {  // type, count, data-area bytes
         {TYPE_BYTE, 4, 0},  {TYPE_BYTE, 5, 8},      {TYPE_BYTE, 17, 24},
@@ -159,9 +143,6 @@ TEST(CameraMetadataEdit, AddFillsCapacitiesExactlyAndRefusesBadInput) {
     EXPECT_EQ(add_camera_metadata_entry(n.get(), ANDROID_SCALER_CROP_REGION, nullptr, 4), 1);
     EXPECT_EQ(add_camera_metadata_entry(n.get(), ANDROID_CONTROL_END, &kByte, 1), 1);
     EXPECT_EQ(add_camera_metadata_entry(n.get(), ANDROID_SCALER_CROP_REGION, nullptr, 0), 0);
-    camera_metadata_entry_t e{};
-    EXPECT_EQ(find_camera_metadata_entry(n.get(), ANDROID_CONTROL_AE_MODE, &e), -ENOENT);
-    EXPECT_EQ(get_camera_metadata_entry(n.get(), 1, &e), 1);
 }
 
 TEST(CameraMetadataEdit, UpdateAndDeleteKeepTheDataAreaConsistent) {
@@ -171,20 +152,14 @@ TEST(CameraMetadataEdit, UpdateAndDeleteKeepTheDataAreaConsistent) {
     add_camera_metadata_entry(m.get(), ANDROID_CONTROL_AE_TARGET_FPS_RANGE, fps, 2);
     add_camera_metadata_entry(m.get(), ANDROID_CONTROL_AE_REGIONS, region, 2);
 
-    // Same data size: rewritten where it was.
-    camera_metadata_entry_t before{}, after{};
-    get_camera_metadata_entry(m.get(), 1, &before);
-    ASSERT_EQ(update_camera_metadata_entry(m.get(), 1, fps2, 2, &after), 0);
-    EXPECT_EQ(after.data.i32, before.data.i32);
-
+    ASSERT_EQ(update_camera_metadata_entry(m.get(), 1, fps2, 2, nullptr), 0);
     // Shrinking the first payload, with values read from that very payload,
     // moves it to the end and the others down.
-    get_camera_metadata_entry(m.get(), 0, &before);
-    ASSERT_EQ(update_camera_metadata_entry(m.get(), 0, before.data.i32, 2, &after), 0);
+    camera_metadata_entry_t first{};
+    get_camera_metadata_entry(m.get(), 0, &first);
+    ASSERT_EQ(update_camera_metadata_entry(m.get(), 0, first.data.i32, 2, nullptr), 0);
     EXPECT_EQ(get_camera_metadata_data_count(m.get()), 24u);
-    EXPECT_EQ(i32Of(m.get(), ANDROID_SCALER_CROP_REGION), std::vector<int32_t>({10, 20}));
-    EXPECT_EQ(i32Of(m.get(), ANDROID_CONTROL_AE_TARGET_FPS_RANGE), std::vector<int32_t>({24, 60}));
-    EXPECT_EQ(i32Of(m.get(), ANDROID_CONTROL_AE_REGIONS), std::vector<int32_t>({5, 6}));
+    EXPECT_EQ(i32Of(m.get()), std::vector<int32_t>({10, 20, 24, 60, 5, 6}));
 
     // No room: the whole packet stays as it was.
     const std::vector<uint8_t> snapshot = bytesOf(m.get());
@@ -196,16 +171,13 @@ TEST(CameraMetadataEdit, UpdateAndDeleteKeepTheDataAreaConsistent) {
     ASSERT_EQ(update_camera_metadata_entry(m.get(), 1, fps, 1, nullptr), 0);
     ASSERT_EQ(update_camera_metadata_entry(m.get(), 0, nullptr, 0, nullptr), 0);
     EXPECT_EQ(get_camera_metadata_data_count(m.get()), 8u);
-    EXPECT_EQ(i32Of(m.get(), ANDROID_CONTROL_AE_TARGET_FPS_RANGE), std::vector<int32_t>({15}));
-    EXPECT_EQ(i32Of(m.get(), ANDROID_CONTROL_AE_REGIONS), std::vector<int32_t>({5, 6}));
+    EXPECT_EQ(i32Of(m.get()), std::vector<int32_t>({15, 5, 6}));
 
     // Delete closes the gap in entries and data.
     add_camera_metadata_entry(m.get(), ANDROID_SENSOR_EXPOSURE_TIME, &kSeven, 1);
     ASSERT_EQ(delete_camera_metadata_entry(m.get(), 2), 0);
     EXPECT_EQ(get_camera_metadata_data_count(m.get()), 8u);
-    camera_metadata_ro_entry_t e{};
-    ASSERT_EQ(get_camera_metadata_ro_entry(m.get(), 2, &e), 0);
-    EXPECT_EQ(e.data.i64[0], 7);
+    EXPECT_EQ(i32Of(m.get()), std::vector<int32_t>({15, 7})); // the low half of the int64
     EXPECT_EQ(validate_camera_metadata_structure(m.get(), nullptr), 0);
 }
 
@@ -248,10 +220,8 @@ TEST(CameraMetadataEdit, SortEnablesBinarySearchAndKeepsTheFirstOfEqualTags) {
     camera_metadata_ro_entry_t e{};
     for (uint32_t k = 0; k < 50; ++k) {
         const int res = find_camera_metadata_ro_entry(m.get(), ANDROID_CONTROL_START + k, &e);
-        EXPECT_EQ(res, k % 2 || k >= 48 ? -ENOENT : 0) << k;
-        if (res == 0) {  // the value added first
-            EXPECT_EQ(uint32_t{e.data.u8[0]}, 96 + k / 2 - (k >= 8 ? 24 : 0)) << k;
-        }
+        // Found: the value added first.
+        EXPECT_EQ(res == 0 ? e.data.u8[0] : res, k % 2 || k >= 48 ? -ENOENT : int(96 + k / 2 - (k >= 8 ? 24 : 0))) << k;
     }
 }
 
@@ -277,10 +247,6 @@ TEST(CameraMetadataEdit, AppendRebasesOffsetsAndFollowsFlagAndVendorRules) {
     MetadataPtr empty = makeMetadata(2, 16);
     ASSERT_EQ(append_camera_metadata(empty.get(), src.get()), 0);
     EXPECT_EQ(flags(empty.get()), 1u); // an empty target takes the source's flag
-    MetadataPtr sortedEmpty = makeMetadata(3, 24);
-    sort_camera_metadata(sortedEmpty.get());
-    ASSERT_EQ(append_camera_metadata(sortedEmpty.get(), dst.get()), 0);
-    EXPECT_EQ(flags(sortedEmpty.get()), 0u);
 
     set_camera_metadata_vendor_id(src.get(), 5);
     MetadataPtr other = makeMetadata(4, 32), plain = makeMetadata(4, 32);
@@ -299,10 +265,6 @@ TEST(CameraMetadataValidate, AcceptsPacketsWithinTheirSizeAndFlagsShiftedOnes) {
     EXPECT_EQ(validate_camera_metadata_structure(nullptr, nullptr), 1);
     EXPECT_EQ(shifted.validate(), CAMERA_METADATA_VALIDATION_SHIFTED);
 
-    MetadataPtr copy(allocate_copy_camera_metadata_checked(good.get(), good.size));
-    ASSERT_TRUE(copy);
-    EXPECT_EQ(bytesOf(copy.get()), base);
-    EXPECT_EQ(allocate_copy_camera_metadata_checked(good.get(), 100), nullptr);
 }
 
 TEST(CameraMetadataValidate, RejectsEveryCorruptHeaderFieldAndEntry) {
@@ -395,10 +357,6 @@ TEST(CameraMetadataVendor, VendorTagsAreTypedOnlyByInstalledOps) {
     // 255 is no type: refused rather than used as a table index.
     EXPECT_EQ(get_camera_metadata_tag_type(kUnknown), 255);
     EXPECT_EQ(add_camera_metadata_entry(m.get(), kUnknown, &v, 1), 1);
-    setU32(m.get(), 48, kUnknown);
-    EXPECT_EQ(dumped(m.get(), 1), "Dumping camera metadata array: 1 / 4 entries, 0 / 32 bytes of extra data.\n"
-                                  "  Version: 1, Flags: 00000000\n"
-                                  "  unknownSection.unknownTag (80000001): int32[1]\n    [9 ]\n");
 
     set_camera_metadata_vendor_ops(nullptr);
     EXPECT_EQ(get_camera_metadata_tag_type(kKnown), -1);
