@@ -55,14 +55,6 @@ void together(const std::function<void(int)>& work)
         thread.join();
 }
 
-size_t tagCount(const std::vector<AppVendorTagSection>& sections, size_t from, size_t to)
-{
-    size_t n = 0;
-    for (size_t i = from; i < to; i++)
-        n += sections[i].tags.size();
-    return n;
-}
-
 TEST(VendorTagFirstUseStress, EightThreadsShareOneTableOneInstallationAndOneBuildPerCamera)
 {
     metadata_test::LevelGuard level(2);
@@ -92,21 +84,19 @@ TEST(VendorTagFirstUseStress, EightThreadsShareOneTableOneInstallationAndOneBuil
     for (const auto& r : resolved)
         EXPECT_TRUE(r == resolved[0]); // one table: the same strings for all
 
+    // Every listing whole: the same sections with the same tags.
     std::vector<AppVendorTagSection> one;
     VendorTagUtils::getAllVendorTags(one);
     ASSERT_GT(one.size(), 7u);
-    const size_t perListing = one.size(), platformTags = tagCount(one, 0, one.size() - 7);
-    EXPECT_EQ(tagCount(one, one.size() - 7, one.size()), 108u);
     for (const auto& sections : listed) {
-        ASSERT_EQ(sections.size(), perListing * kListings);
-        EXPECT_EQ(tagCount(sections, 0, sections.size()), (platformTags + 108) * kListings);
+        ASSERT_EQ(sections.size(), one.size() * kListings);
         for (size_t i = 0; i < sections.size(); i++)
-            EXPECT_EQ(sections[i].sectionName, one[i % perListing].sectionName);
+            EXPECT_TRUE(sections[i].sectionName == one[i % one.size()].sectionName &&
+                        sections[i].tags.size() == one[i % one.size()].tags.size()) << i;
     }
     EXPECT_EQ(capture.count("temp setup vendor_tag_ops_t for framework", 2), 1u);
     EXPECT_EQ(capture.count("get %u tags from platform", 2), size_t(kThreads / 2 * kListings + 1));
     EXPECT_EQ(environment->sectionCalls, kThreads / 2 * kListings + 1);
-    EXPECT_STREQ(get_camera_metadata_tag_name(0x80010001), "LargeSizeThumbnail");
 
     // Then every thread asks for every camera, each in its own order.
     capture.clear();

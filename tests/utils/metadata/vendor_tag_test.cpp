@@ -279,13 +279,14 @@ TEST(VendorTags, FailedInstallationIsLoggedOnceAndListingGoesOn)
     }
 }
 
-TEST(StaticMetadata, BuiltOnceUnderTheLockAndRetriedAfterAFailure)
+TEST(StaticMetadata, BuiltOnceUnderTheLockRetriedAfterAFailureAndReadByTheConverter)
 {
     std::vector<AppVendorTagSection> sections;
     listAll(sections); // framework tags can be written only once typed
     auto environ = std::make_shared<FakeEnviron>();
     for (uint32_t id : {9u, 10u}) // past the logical camera table
         environ->own[id].reset(clone_camera_metadata(environ->host->getStaticMetadata(0)), free_camera_metadata);
+    environ->own[41].reset(allocate_camera_metadata(1, 0), free_camera_metadata); // neither active array nor zoom
     Platform platform(environ);
     LogCapture capture;
     LevelGuard level(2);
@@ -319,16 +320,9 @@ TEST(StaticMetadata, BuiltOnceUnderTheLockAndRetriedAfterAFailure)
     environ->own[31].reset(allocate_camera_metadata(1, 0), free_camera_metadata);
     EXPECT_NE(StaticMetadataUtils::getCameraCharacteristics(31), nullptr);
     EXPECT_EQ(environ->calls, 12);
-}
 
-TEST(StaticMetadata, ConverterFillsZoomRatioAndCurrentMode)
-{
-    std::vector<AppVendorTagSection> sections;
-    listAll(sections);
-    auto environ = std::make_shared<FakeEnviron>();
-    environ->own[41].reset(allocate_camera_metadata(1, 0), free_camera_metadata); // neither active array nor zoom
-    Platform platform(environ);
-    // Host camera 0: an active array 4000 pixels wide, maximum digital zoom 8.
+    // The converter, on host camera 0: an active array 4000 pixels wide,
+    // maximum digital zoom 8.
     auto converted = [](int32_t cropWidth, uint32_t camera = 0) {
         std::shared_ptr<Metadata> m = Metadata::create();
         m->init(8, 64);
@@ -352,7 +346,6 @@ TEST(StaticMetadata, ConverterFillsZoomRatioAndCurrentMode)
     EXPECT_EQ(value<int32_t>(cropped, kCurrentMode), 7);
 
     // Without usable characteristics the ratio stays 1.0.
-    LogCapture quiet;
     EXPECT_EQ(value<float>(converted(2000, 40), kZoomRatio), 1.0f);
     EXPECT_EQ(value<float>(converted(2000, 41), kZoomRatio), 1.0f);
     VendorTagUtils::converter(nullptr, 0);
@@ -364,7 +357,6 @@ TEST(StaticMetadata, LogicalCameraMembersAndSensorIds)
     ASSERT_EQ(logicalCameraTable().size(), members.size());
     for (uint32_t id = 0; id < members.size(); id++)
         EXPECT_TRUE(logicalCameraTable()[id].cameraId == id && logicalCameraTable()[id].memberIds == members[id]);
-    EXPECT_EQ(sensorIdMap(), (std::map<uint32_t, SENSOR_ID>{{0, SENSOR_ID(0)}, {1, SENSOR_ID(1)},
-                                                             {2, SENSOR_ID(2)}, {4, SENSOR_ID(3)},
-                                                             {5, SENSOR_ID(4)}}));
+    EXPECT_EQ(sensorIdMap(), (std::map<uint32_t, SENSOR_ID>{
+                                 {0, SENSOR_ID(0)}, {1, SENSOR_ID(1)}, {2, SENSOR_ID(2)}, {4, SENSOR_ID(3)}, {5, SENSOR_ID(4)}}));
 }
