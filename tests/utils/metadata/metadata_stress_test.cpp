@@ -1,6 +1,8 @@
-// First use, from eight threads at once, of the vendor tag table, of the
-// listing that installs the callbacks, and of the characteristics cache.
-// Its own executable with one test: nothing has touched any of them before.
+// Eight threads at once on the metadata family: the first use of the vendor
+// tag table, of the listing that installs the callbacks and of the
+// characteristics cache (first in this executable, so nothing has touched
+// them before), then request round trips on a shared metadata pool.
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <functional>
@@ -15,6 +17,7 @@
 #include "MetadataTestUtil.h"
 
 using namespace tamo;
+using namespace metadata_test;
 
 namespace {
 
@@ -38,6 +41,7 @@ struct CountingEnviron : platform::IPlatformEnviron {
 };
 
 constexpr int kThreads = 8, kListings = 25, kRounds = 4;
+constexpr unsigned int kSessions = 4, kPoolRounds = 500;
 constexpr uint32_t kCameras = 10; // the host serves 0-8; 9 has no static metadata
 
 // Runs work(0) ... work(kThreads - 1) on threads that start together.
@@ -57,7 +61,7 @@ void together(const std::function<void(int)>& work)
 
 TEST(VendorTagFirstUseStress, EightThreadsShareOneTableOneInstallationAndOneBuildPerCamera)
 {
-    metadata_test::LevelGuard level(2);
+    LevelGuard level(2);
     tamo::host::LogCapture capture;
     auto environment = std::make_shared<CountingEnviron>();
     platform::host::installEnviron(environment);
@@ -121,6 +125,66 @@ TEST(VendorTagFirstUseStress, EightThreadsShareOneTableOneInstallationAndOneBuil
     EXPECT_EQ(capture.count("updat Characteristics fail", 0), failures);
     EXPECT_EQ(environment->staticCalls, int(9 + failures));
     platform::host::resetPlatform();
+}
+
+// Eight threads on four sessions. Each round a thread makes a whole request
+// round trip of its own and merges one result into request 1 of the session,
+// which every thread shares and which outgrows its buffer on the way; one
+// thread dumps the pool and one registers more sessions meanwhile. Every
+// merged value must be there exactly once, and only the shared requests may
+// remain.
+TEST(MetadataPoolStress, EightThreadsOnFourSessionsLoseAndDuplicateNothing)
+{
+    LevelGuard level(3);            // dumps render every line
+    tamo::host::LogCapture capture; // quiet
+    MetadataPool pool;
+    for (unsigned int s = 1; s <= kSessions; s++)
+        ASSERT_TRUE(pool.addSessionEntry(s) == 0 && pool.addRequestEntry(s, 1, nullptr) == 0);
+    std::atomic<unsigned int> failures{0};
+    together([&](int thread) {
+        const unsigned int t = thread;
+        for (unsigned int r = 0; r < kPoolRounds; r++) {
+            const unsigned int session = (t + r) % kSessions + 1, request = (t + 1) * 100000 + r;
+            const int32_t v = int32_t(request);
+            // Results of two values, so that every merge brings data bytes.
+            const bool ok = pool.addRequestEntry(session, request, object(ints(1, 0, {{C, 1}}, v))) == 0 &&
+                            pool.updateMetadata(session, request, RESULT, object(ints(1, 8, {{P, 2}}, v))) &&
+                            values(pool.getMetadata(session, request, REQUEST), C) == std::vector<int32_t>{v} &&
+                            values(pool.getMetadata(session, request, RESULT), P) == std::vector<int32_t>{v, v + 1} &&
+                            pool.removeRequestEntry(session, request) == 0 &&
+                            pool.updateMetadata(session, 1, RESULT, object(ints(1, 8, {{T, 2}}, v)));
+            failures += !ok;
+            if (t == 0 && r % 16 == 0) {
+                pool.dump();
+                capture.clear();
+            }
+            if (t == 1 && r % 32 == 0)
+                pool.addSessionEntry(100 + r);
+        }
+    });
+    EXPECT_EQ(failures, 0u);
+
+    std::vector<int32_t> merged, wanted;
+    for (unsigned int s = 1; s <= kSessions; s++) {
+        camera_metadata_t* result = pool.getMetadata(s, 1, RESULT)->getFwkMetadata();
+        camera_metadata_ro_entry_t e;
+        for (size_t i = 0; i < get_camera_metadata_entry_count(result); i++) {
+            ASSERT_TRUE(get_camera_metadata_ro_entry(result, i, &e) == 0 && e.tag == T && e.count == 2 &&
+                        e.data.i32[1] == e.data.i32[0] + 1);
+            merged.push_back(e.data.i32[0]);
+        }
+    }
+    EXPECT_GT(merged.size() / kSessions, 400u); // the shared results did grow
+    capture.clear();
+    for (unsigned int t = 0; t < unsigned(kThreads); t++) {
+        for (unsigned int r = 0; r < kPoolRounds; r++) {
+            wanted.push_back(int32_t((t + 1) * 100000 + r));
+            EXPECT_EQ(pool.getMetadata((t + r) % kSessions + 1, (t + 1) * 100000 + r, RESULT), nullptr);
+        }
+    }
+    std::sort(merged.begin(), merged.end());
+    EXPECT_EQ(merged, wanted);
+    EXPECT_EQ(capture.count("Cannot find request %u", 0), kThreads * kPoolRounds);
 }
 
 } // namespace
