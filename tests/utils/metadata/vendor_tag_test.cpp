@@ -21,6 +21,8 @@
 
 using namespace tamo;
 using metadata_test::LevelGuard;
+using metadata_test::Lines;
+using metadata_test::lines;
 using tamo::host::LogCapture;
 
 // What dlopen("libcamera_metadata.so") does in this process: 0 opens it,
@@ -46,30 +48,26 @@ namespace {
 const char* const kPublished[7][2] = {
     {"com.tolv.chi.override", "CameraType:0 LargeSizeThumbnail:0 SensorSize:2"},
     {"tolv.control",
-     "currentMode:1 currentModeEx:1 filter:1 relighting:1 refocus_level:1 is_pro_mode:1 ev:2 "
-     "exptime:3 iso:1 zoom_ratio:2 watermark:1 camera_id:1 engineer:1 mirror:1 requestId:3 "
-     "RefocusRequestId:3 wholeFileDir:0 scenedetect:1 aiSceneType:1 aiSceneMode:1 panoShot:1 "
-     "videoMode:1 hdr_state:1 iso_total:1 hdr_gain:2 hdr_shutter:2 zoom_action:1 "
-     "beautyParams:0 beautyBodyParams:0 distortion_correction:1 aec_info:2 previewID:1 "
-     "watermark_name:0 fd_priority:1 led_current:1 tofdistance:1 front_torch_lux_low:2 "
-     "front_torch_lux_high:2 sensor_gain:2 max_sensor_gain:2 awbGains:0 super_ns_type:1 "
-     "super_ns_dark_percent:2 expIndex:2 superNsMergeNum:1 is_engineering_mode:1 localtime:0 "
-     "bayer_filter:1 sensorMode:1 rotate_enable:1 eis.config.enable:0 picturesize.value:1 "
-     "scene.crop.ratio:2 tofconfig:1 burst.captureHint:1 AIAlgoDetect:1 fusion.sat.value:1 "
-     "colour.temperature:1 vop:1 superEis:0 snapJpegSize:1 motion_level:1 beautyNewParams:1 "
-     "beautyAlgoType:1 reqID:1 filmSize:1 makeupParams:1 portraitStyle:1 eyelight.type:0 "
-     "style_params:1 gender_type:1 beauty_param.enable:1 portrait.state:1 systemUserID:1 "
-     "moonlocationinfo.value:2 supermoon_shot_mode:1 supermoon_preview_mode:1 "
-     "supermoonlocation:1 face.enlandmark:1 deflicker:1 movie_portrait_type:1"},
+     "currentMode:1 currentModeEx:1 filter:1 relighting:1 refocus_level:1 is_pro_mode:1 ev:2 exptime:3 iso:1 "
+     "zoom_ratio:2 watermark:1 camera_id:1 engineer:1 mirror:1 requestId:3 RefocusRequestId:3 wholeFileDir:0 "
+     "scenedetect:1 aiSceneType:1 aiSceneMode:1 panoShot:1 videoMode:1 hdr_state:1 iso_total:1 hdr_gain:2 "
+     "hdr_shutter:2 zoom_action:1 beautyParams:0 beautyBodyParams:0 distortion_correction:1 aec_info:2 previewID:1 "
+     "watermark_name:0 fd_priority:1 led_current:1 tofdistance:1 front_torch_lux_low:2 front_torch_lux_high:2 "
+     "sensor_gain:2 max_sensor_gain:2 awbGains:0 super_ns_type:1 super_ns_dark_percent:2 expIndex:2 "
+     "superNsMergeNum:1 is_engineering_mode:1 localtime:0 bayer_filter:1 sensorMode:1 rotate_enable:1 "
+     "eis.config.enable:0 picturesize.value:1 scene.crop.ratio:2 tofconfig:1 burst.captureHint:1 AIAlgoDetect:1 "
+     "fusion.sat.value:1 colour.temperature:1 vop:1 superEis:0 snapJpegSize:1 motion_level:1 beautyNewParams:1 "
+     "beautyAlgoType:1 reqID:1 filmSize:1 makeupParams:1 portraitStyle:1 eyelight.type:0 style_params:1 "
+     "gender_type:1 beauty_param.enable:1 portrait.state:1 systemUserID:1 moonlocationinfo.value:2 "
+     "supermoon_shot_mode:1 supermoon_preview_mode:1 supermoonlocation:1 face.enlandmark:1 deflicker:1 "
+     "movie_portrait_type:1"},
     {"tolv.stats",
-     "3rd.info.awb_cct_value:1 3rd.info.af_status:1 3rd.info.lens_shift_mm:2 "
-     "3rd.info.object_distance_mm:2 3rd.info.near_field_mm:2 3rd.info.far_field_mm:2 "
-     "3rd.info.awbGains:0"},
+     "3rd.info.awb_cct_value:1 3rd.info.af_status:1 3rd.info.lens_shift_mm:2 3rd.info.object_distance_mm:2 "
+     "3rd.info.near_field_mm:2 3rd.info.far_field_mm:2 3rd.info.awbGains:0"},
     {"tolv.feedback", "nextJpeg:0 sensor_fps:2"},
     {"tolv.parameter",
-     "gyroData:2 sceneAWBLightAI:2 aec_settled:2 vop.imagereadid:2 crop_region_sat:2 "
-     "bandingDetectResult:2 enableHwMFNR:2 digitalzoom:2 masterSatRole:2 bandingHDR_needed:2 "
-     "enableTOLVflickerDetect:2 ois.lens.buffer:2"},
+     "gyroData:2 sceneAWBLightAI:2 aec_settled:2 vop.imagereadid:2 crop_region_sat:2 bandingDetectResult:2 "
+     "enableHwMFNR:2 digitalzoom:2 masterSatRole:2 bandingHDR_needed:2 enableTOLVflickerDetect:2 ois.lens.buffer:2"},
     {"tolv.statsaec", "AecLux:2"},
     {"tolv.tamo.control", "cameraRole:0 cameraType:0"},
 };
@@ -224,9 +222,9 @@ TEST(VendorTags, ListingAppendsPlatformThenFrameworkSectionsUnderTheLock)
     EXPECT_EQ(environ->calls, 2);
     EXPECT_FALSE(environ->unlockedCall);
     // Counts of sections, the caller's included, whatever the words say.
-    EXPECT_TRUE(capture.hasMessage("get " + std::to_string(1 + p) + " tags from platform"));
-    EXPECT_TRUE(capture.hasMessage("get " + std::to_string(1 + 2 * p + 7) + " tags from platform"));
-    EXPECT_EQ(capture.withFormat("get %u tags from tamo", 2).back().message, "get 7 tags from tamo");
+    const std::string get = "2 getAllVendorTags: get ", tamo = get + "7 tags from tamo";
+    EXPECT_EQ(lines(capture), Lines({get + std::to_string(1 + p) + " tags from platform", tamo,
+                                     get + std::to_string(1 + 2 * p + 7) + " tags from platform", tamo}));
     platform::host::installEnviron(nullptr);
     std::vector<AppVendorTagSection> frameworkOnly;
     EXPECT_EQ(listAll(frameworkOnly), 7u);
@@ -272,8 +270,9 @@ TEST(VendorTags, FailedInstallationIsLoggedOnceAndListingGoesOn)
             LevelGuard level(1); // errors are not gated; the notices are
             std::vector<AppVendorTagSection> sections;
             const size_t once = listAll(sections);
-            EXPECT_TRUE(listAll(sections) == 2 * once && once > 7 && sections.back().sectionName == "tolv.tamo.control");
-            EXPECT_THAT(metadata_test::lines(capture), testing::ElementsAre(testing::MatchesRegex("0 setUpDescriptor: " + c.second)));
+            EXPECT_TRUE(listAll(sections) == 2 * once && once > 7);
+            EXPECT_EQ(sections.back().sectionName, "tolv.tamo.control");
+            EXPECT_THAT(lines(capture), testing::ElementsAre(testing::MatchesRegex("0 setUpDescriptor: " + c.second)));
             EXPECT_EQ(get_camera_metadata_tag_name(kCameraType), nullptr);
         });
     }
@@ -357,6 +356,7 @@ TEST(StaticMetadata, LogicalCameraMembersAndSensorIds)
     ASSERT_EQ(logicalCameraTable().size(), members.size());
     for (uint32_t id = 0; id < members.size(); id++)
         EXPECT_TRUE(logicalCameraTable()[id].cameraId == id && logicalCameraTable()[id].memberIds == members[id]);
-    EXPECT_EQ(sensorIdMap(), (std::map<uint32_t, SENSOR_ID>{
-                                 {0, SENSOR_ID(0)}, {1, SENSOR_ID(1)}, {2, SENSOR_ID(2)}, {4, SENSOR_ID(3)}, {5, SENSOR_ID(4)}}));
+    const std::map<uint32_t, SENSOR_ID> sensors = {{0, SENSOR_ID(0)}, {1, SENSOR_ID(1)}, {2, SENSOR_ID(2)},
+                                                   {4, SENSOR_ID(3)}, {5, SENSOR_ID(4)}};
+    EXPECT_EQ(sensorIdMap(), sensors);
 }
