@@ -89,19 +89,22 @@ TEST(Metadata, UpdateClearsToAnEmptyEntry)
     ASSERT_TRUE(meta->init(4, 64));
     EXPECT_TRUE(meta->updateMetaDataByTag(R, v.data(), 4));
     EXPECT_TRUE(meta->updateMetaDataByTag(R, v.data(), 8));
+    EXPECT_TRUE(meta->updateMetaDataByTag(T, v.data(), 1));
     auto* base = reinterpret_cast<const char*>(meta->getFwkMetadata());
     auto entry = meta->getMetadataByTag(R);
     EXPECT_TRUE(entry.count == 8 && entry.data > base && entry.data < base + meta->getMetadataSize());
-    EXPECT_TRUE(meta->updateMetaDataByTag(R, nullptr, 0));
+    EXPECT_TRUE(meta->updateMetaDataByTag(R, nullptr, 0)); // taken out and added again: now last
     entry = meta->getMetadataByTag(R);
-    EXPECT_TRUE(entry.count == 0 && entry.data != nullptr);
+    camera_metadata_ro_entry_t last{};
+    get_camera_metadata_ro_entry(meta->getFwkMetadata(), 1, &last);
+    EXPECT_TRUE(entry.count == 0 && entry.data != nullptr && last.tag == R);
     EXPECT_TRUE(meta->updateMetaDataByTag(R, v.data(), 2));
     EXPECT_EQ(values(meta, R), V({7, 7}));
     EXPECT_TRUE(capture.records().empty());
 
     EXPECT_FALSE(meta->updateMetaDataByTag(R, v.data(), 17)); // 72 bytes: no room
     EXPECT_EQ(values(meta, R), V({7, 7}));
-    entry = meta->getMetadataByTag(T);
+    entry = meta->getMetadataByTag(F);
     EXPECT_TRUE(entry.count == 0xFFFFFFFF && entry.data == nullptr);
     EXPECT_FALSE(meta->init(nullptr));
     EXPECT_FALSE(meta->init(0xFFFFFFFF, 0xFFFFFFFF));
