@@ -15,6 +15,9 @@
 
 namespace buffertest {
 
+using Lines = std::vector<std::string>;
+using tamo::host::LogCapture;
+
 // Sets g_logLv for a scope (by default, only restores it at the end).
 struct LevelGuard {
     explicit LevelGuard(uint32_t level = tamo::g_logLv) : saved(tamo::g_logLv) { tamo::g_logLv = level; }
@@ -23,9 +26,9 @@ struct LevelGuard {
 };
 
 // "function: message" of every captured line, in order.
-inline std::vector<std::string> lines(const tamo::host::LogCapture& capture)
+inline Lines lines(const LogCapture& capture)
 {
-    std::vector<std::string> out;
+    Lines out;
     for (const auto& r : capture.records())
         out.push_back(r.function + ": " + r.message);
     return out;

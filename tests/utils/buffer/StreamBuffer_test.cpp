@@ -7,9 +7,7 @@
 
 using namespace tamo;
 using namespace buffertest;
-using tamo::host::LogCapture;
 using tamo::platform::AppBufferStatus;
-using Lines = std::vector<std::string>;
 using Buffers = std::vector<std::shared_ptr<StreamBuffer>>;
 using Infos = std::vector<std::shared_ptr<StreamInfo>>;
 
