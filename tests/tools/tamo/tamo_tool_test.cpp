@@ -138,8 +138,7 @@ TEST_F(TamoTool, TagsListsPlatformThenFrameworkTags)
 {
     Outcome text = tamo("tags");
     ASSERT_EQ(text.status, 0) << text.err;
-    EXPECT_EQ(text.out.rfind("0x81000000  com.tamo.platform.sensor.sensorModeId", 0), 0u);
-    EXPECT_THAT(text.out, HasSubstr("\n0x80010000  com.tolv.chi.override.CameraType                 byte\n"));
+    EXPECT_EQ(text.out.rfind("0x81000000  com.tamo.platform.sensor.sensorModeId            int32\n", 0), 0u);
     EXPECT_THAT(text.out, HasSubstr("\n116 vendor tags: 8 platform, 108 framework\n"));
 
     Outcome json = tamo("tags --json");
@@ -149,47 +148,23 @@ TEST_F(TamoTool, TagsListsPlatformThenFrameworkTags)
     EXPECT_EQ(tags[8], nlohmann::json({{"number", "0x80010000"},
                                        {"name", "com.tolv.chi.override.CameraType"},
                                        {"type", "byte"}}));
-    EXPECT_EQ(tags[115].at("name"), "tolv.tamo.control.cameraType");
 }
 
-TEST_F(TamoTool, MetaDumpsWhatMakeWroteAndRefusesDamagedFiles)
+TEST_F(TamoTool, MetaDumpsWhatMakeWroteWithVendorTagNames)
 {
     ASSERT_EQ(tamo("meta make --camera 0 " + path("cam0.meta")).status, 0);
     Outcome dump = tamo("meta dump " + path("cam0.meta"));
     ASSERT_EQ(dump.status, 0) << dump.err;
     EXPECT_THAT(dump.out, HasSubstr("\n0x80010000  Tag:com.tolv.chi.override.CameraType Type:byte\t"
                                     "[ 99 97 109 48 ], \n"));
-    EXPECT_THAT(dump.out, HasSubstr("\n0x000f0000  Tag:android.sensor.info.activeArraySize Type:int32\t"
-                                    "[ 8 8 4000 3000 ], \n"));
-
-    // Which damage is caught is the metadata library's business; the tool
-    // answers each with one line and status 1.
-    const std::string good = slurp(path("cam0.meta"));
-    write(path("bad.meta"), std::vector<uint8_t>(good.begin(), good.end() - 8));
-    write(path("huge.meta"), {});
-    fs::resize_file(path("huge.meta"), 65u << 20);
-    const std::pair<std::string, std::string> refused[] = {
-        {"meta dump " + path("bad.meta"), path("bad.meta") + ": not a valid camera metadata buffer (" +
-                                              std::to_string(good.size() - 8) + " bytes)"},
-        {"meta dump " + path("huge.meta"), path("huge.meta") + ": 68157440 bytes, too big for camera metadata"},
-        {"meta make --camera 9 " + path("none.meta"), "the platform has no camera 9\n"},
-    };
-    for (const auto& [args, reason] : refused) {
-        Outcome bad = tamo(args);
-        EXPECT_EQ(bad.status, 1) << args;
-        EXPECT_EQ(bad.out, "") << args;
-        EXPECT_EQ(bad.err.rfind("tamo: " + reason, 0), 0u) << bad.err;
-        EXPECT_EQ(std::count(bad.err.begin(), bad.err.end(), '\n'), 1) << bad.err;
-    }
 }
 
-TEST_F(TamoTool, Raw2PngUnpacksAndRefusesShortFiles)
+TEST_F(TamoTool, Raw2PngUnpacksNv21AndRaw10)
 {
     // NV21 2x2 of pure red, at a stride of 32: Y, then Cr before Cb.
     std::vector<uint8_t> nv21(32 * 3, 0);
     nv21[0] = nv21[1] = nv21[32] = nv21[33] = 76;
-    nv21[64] = 255;
-    nv21[65] = 85;
+    nv21[64] = 255, nv21[65] = 85;
     write(path("red.nv21"), nv21);
     ASSERT_EQ(tamo("raw2png --format NV21 --size 2x2 --stride 32 " + path("red.nv21") + " " + path("red.png"))
                       .status, 0);
@@ -199,8 +174,7 @@ TEST_F(TamoTool, Raw2PngUnpacksAndRefusesShortFiles)
 
     // RAW10 8x1, samples 3 2 1 0 4 8 0 0, four to five bytes: their high
     // bits, then their low bits, the first sample's lowest; rows of 16 bytes.
-    std::vector<uint8_t> raw10 = {0, 0, 0, 0, 0x3 | 0x2 << 2 | 0x1 << 4, 1, 2, 0, 0, 0};
-    raw10.resize(16);
+    std::vector<uint8_t> raw10 = {0, 0, 0, 0, 0x3 | 0x2 << 2 | 0x1 << 4, 1, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0};
     write(path("grey.raw10"), raw10);
     ASSERT_EQ(tamo("raw2png --format raw10 --size 8x1 --bayer grey " + path("grey.raw10") + " " +
                    path("grey.png")).status, 0);
@@ -209,15 +183,34 @@ TEST_F(TamoTool, Raw2PngUnpacksAndRefusesShortFiles)
     const uint8_t levels[8] = {95, 63, 31, 0, 127, 255, 0, 0}; // the brightest is white
     for (uint32_t x = 0; x < 8; x++)
         EXPECT_EQ(png.at(x, 0)[0], levels[x]) << x;
+}
 
-    raw10.pop_back();
-    write(path("short.raw10"), raw10);
-    Outcome shortFile = tamo("raw2png --format raw10 --size 8x1 " + path("short.raw10") + " " +
-                             path("short.png"));
-    EXPECT_EQ(shortFile.status, 1);
-    EXPECT_EQ(shortFile.err, "tamo: " + path("short.raw10") +
-                                 ": 15 bytes, too short: 8x1 raw10 at stride 16 takes 16\n");
-    EXPECT_FALSE(fs::exists(path("short.png")));
+// Which damage is caught is the libraries' business; the tool answers each
+// refusal with status 1, one line and no output file.
+TEST_F(TamoTool, RefusesWithOneLineAndStatusOne)
+{
+    ASSERT_EQ(tamo("meta make --camera 0 " + path("cam0.meta")).status, 0);
+    const std::string good = slurp(path("cam0.meta"));
+    write(path("bad.meta"), std::vector<uint8_t>(good.begin(), good.end() - 8));
+    write(path("huge.meta"), {});
+    fs::resize_file(path("huge.meta"), 65u << 20);
+    write(path("short.raw10"), std::vector<uint8_t>(15));
+    const std::pair<std::string, std::string> refused[] = {
+        {"meta dump " + path("bad.meta"), path("bad.meta") + ": not a valid camera metadata buffer (" +
+                                              std::to_string(good.size() - 8) + " bytes)\n"},
+        {"meta dump " + path("huge.meta"), path("huge.meta") + ": 68157440 bytes, too big for camera metadata"},
+        {"meta make --camera 9 " + path("none.meta"), "the platform has no camera 9\n"},
+        {"raw2png --format raw10 --size 8x1 " + path("short.raw10") + " " + path("short.png"),
+         path("short.raw10") + ": 15 bytes, too short: 8x1 raw10 at stride 16 takes 16\n"},
+    };
+    for (const auto& [args, reason] : refused) {
+        Outcome bad = tamo(args);
+        EXPECT_EQ(bad.status, 1) << args;
+        EXPECT_EQ(bad.out, "") << args;
+        EXPECT_EQ(bad.err.rfind("tamo: " + reason, 0), 0u) << bad.err;
+        EXPECT_EQ(std::count(bad.err.begin(), bad.err.end(), '\n'), 1) << bad.err;
+    }
+    EXPECT_FALSE(fs::exists(path("none.meta")) || fs::exists(path("short.png")));
 }
 
 } // namespace
