@@ -10,7 +10,7 @@ using Waiter = std::future<std::shared_ptr<ImageBuffer>>;
 
 namespace {
 
-TEST(ImageBufferBuilder, FirstGoodBuildFixesTheDescriptionForAllCopies)
+TEST(ImageBufferBuilder, FirstGoodBuildFixesTheDescriptionAndImportsOnce)
 {
     LogCapture capture;
     ImageBufferBuilder b = builder(0x11, 0, 480);
@@ -30,18 +30,16 @@ TEST(ImageBufferBuilder, FirstGoodBuildFixesTheDescriptionForAllCopies)
         EXPECT_EQ(std::make_tuple(i->getWidth(), i->getHeight(), i->getImageFormat(), i->getRotation(),
                                   i->getDataSpace(), i->getProducerUsage(), i->getConsumerUsage()),
                   std::make_tuple(64u, 48u, 0x11u, 90u, 7, uint64_t(3), uint64_t(5)));
-}
 
-TEST(ImageBufferBuilder, ImportsOnceFromAHandleOrAFence)
-{
+    // An import wraps the caller's handle slot, or a fence alone, once.
     native_handle const* slot = nullptr;
-    ImageBufferBuilder b = builder(0x11, 64, 48).setBufferHandle(&slot);
+    ImageBufferBuilder imported = builder(0x11, 64, 48).setBufferHandle(&slot);
     ImageBufferBuilder fenced = builder(0x11, 64, 48).setAcquireFence(nullptr);
-    auto wrapper = b.build(), wrapped = fenced.build();
+    auto wrapper = imported.build(), wrapped = fenced.build();
     EXPECT_TRUE(wrapper && wrapper->getBufferHandle() == &slot);
     EXPECT_TRUE(wrapped && *wrapped->getBufferHandle() == nullptr);
-    LogCapture capture;
-    EXPECT_TRUE(b.build() == nullptr && fenced.build() == nullptr);
+    capture.clear();
+    EXPECT_TRUE(imported.build() == nullptr && fenced.build() == nullptr);
     EXPECT_EQ(lines(capture), Lines(2, "run: error"));
 }
 

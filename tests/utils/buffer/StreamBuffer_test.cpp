@@ -71,17 +71,28 @@ TEST(StreamBufferBuilder, ChecksItsSourcesInOrder)
     EXPECT_FALSE(StreamBufferUtils::returnStreamBuffer(given));
 }
 
-TEST(StreamBufferBuilder, StreamIdRewritesTheSharedRecordFromOneUp)
+TEST(StreamBufferBuilder, SharesTheStreamRecordAndRewritesItsIdFromOneUp)
 {
     auto info = stream(9);
     StreamBufferBuilder b;
-    b.setImageBuffer(builder(0x11, 64, 48).build()).setStreamInfo(info);
-    b.setStreamId(0).build();
+    auto bare = b.setImageBuffer(builder(0x11, 64, 48).build()).setStreamInfo(info).setStreamId(0).build();
     b.setStreamId(-4).build();
+    auto clone = StreamBufferUtils::cloneStreamInfo(info);
     EXPECT_EQ(info->streamId, 9);
+    platform::AppStreamBuffer record;
+    record.bufferId = 77;
     StreamBufferBuilder copy = b;
-    EXPECT_EQ(copy.setStreamId(5).build()->getStreamInfo(), info);
-    EXPECT_EQ(info->streamId, 5);
+    auto with = copy.setStreamId(5).setStreamBufferInfo(record).build();
+    EXPECT_EQ(with->getStreamInfo(), info);
+    EXPECT_EQ(std::make_pair(info->streamId, clone->streamId), std::make_pair(5, 9));
+    EXPECT_EQ(StreamBufferUtils::getHidlStreamInfo(bare), nullptr);
+    auto shared = StreamBufferUtils::getHidlStreamInfo(with);
+    EXPECT_TRUE(shared && shared->bufferId == 77u);
+    LogCapture capture; // an empty buffer still takes its place in the answer
+    EXPECT_EQ(StreamBufferUtils::fetchStreamInfo({bare, nullptr, with}), (Infos{info, nullptr, info}));
+    EXPECT_TRUE(StreamBufferUtils::fetchStreamInfo({}).empty());
+    EXPECT_EQ(StreamBufferUtils::cloneStreamInfo(nullptr), nullptr);
+    EXPECT_EQ(lines(capture), (Lines{"fetchStreamInfo: empty stream buffer", "cloneStreamInfo: no stream info"}));
 
     // Format 0x22 overridden by nv21, copied: the caller's record stays as it was.
     StreamInfo local{0, 0, 0, 0, 0x22, 0, 0, 0, -1, 0, 0, 0, 0x11, 0, 0};
@@ -183,29 +194,6 @@ TEST(StreamBufferUtils, ReturnsTheNewestLiveSetElseTheBufferAlone)
     collector.reset();
     EXPECT_TRUE(watch.expired());
     EXPECT_FALSE(StreamBufferUtils::returnStreamBuffer(orphan));
-}
-
-TEST(StreamBufferUtils, SharesPlatformRecordsAndClonesOrFetchesStreamInfo)
-{
-    auto info = stream(3);
-    platform::AppStreamBuffer record;
-    record.bufferId = 77;
-    StreamBufferBuilder b;
-    auto bare = b.setImageBuffer(builder(0x11, 64, 48).build()).setStreamInfo(info).build();
-    auto with = b.setStreamBufferInfo(record).build();
-    EXPECT_EQ(StreamBufferUtils::getHidlStreamInfo(bare), nullptr);
-    auto shared = StreamBufferUtils::getHidlStreamInfo(with);
-    EXPECT_TRUE(shared && shared->bufferId == 77u);
-    LogCapture capture; // an empty buffer still takes its place in the answer
-    EXPECT_EQ(StreamBufferUtils::fetchStreamInfo({bare, nullptr, with}), (Infos{info, nullptr, info}));
-    EXPECT_TRUE(StreamBufferUtils::fetchStreamInfo({}).empty());
-
-    info->maxBuffers = 6;
-    auto clone = StreamBufferUtils::cloneStreamInfo(info);
-    b.setStreamId(12).build();
-    EXPECT_EQ(std::make_pair(clone->streamId, clone->maxBuffers), std::make_pair(3, 6u));
-    EXPECT_EQ(StreamBufferUtils::cloneStreamInfo(nullptr), nullptr);
-    EXPECT_EQ(lines(capture), (Lines{"fetchStreamInfo: empty stream buffer", "cloneStreamInfo: no stream info"}));
 }
 
 } // namespace
