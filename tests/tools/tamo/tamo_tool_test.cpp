@@ -26,18 +26,20 @@ struct Outcome {
     std::string out, err;
 };
 
-std::string slurp(const fs::path& path)
+struct Png {
+    uint32_t width = 0, height = 0;
+    std::vector<uint8_t> rgb;
+    const uint8_t* at(uint32_t x, uint32_t y) const { return &rgb[(size_t{y} * width + x) * 3]; }
+};
+
+void expectColour(const Png& png, uint32_t x, uint32_t y, std::vector<int> rgb)
 {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    const uint8_t* p = png.at(x, y);
+    for (int c = 0; c < 3; c++)
+        EXPECT_NEAR(p[c], rgb[c], 3) << "channel " << c << " at " << x << "," << y;
 }
 
-void write(const std::string& path, const std::vector<uint8_t>& bytes)
-{
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-}
-
+// Runs the tool in a directory of its own; file names are relative to it.
 class TamoTool : public ::testing::Test {
 protected:
     void SetUp() override
@@ -52,49 +54,44 @@ protected:
     Outcome tamo(const std::string& args)
     {
         // A pool that never gets its buffers back blocks for ever: bound the wait.
-        const std::string command = "timeout 300 " + std::string(TAMO_TOOL) + " " + args + " >" +
-                                    path("out") + " 2>" + path("err");
+        const std::string command = "cd " + dir.string() + " && timeout 300 " TAMO_TOOL " " + args + " >out 2>err";
         const int raw = std::system(command.c_str());
-        return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, slurp(dir / "out"), slurp(dir / "err")};
+        return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, slurp("out"), slurp("err")};
     }
 
-    std::string path(const std::string& name) const { return (dir / name).string(); }
+    std::string slurp(const std::string& name)
+    {
+        std::ifstream in(dir / name, std::ios::binary);
+        return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    }
+
+    void write(const std::string& name, const std::string& bytes)
+    {
+        std::ofstream(dir / name, std::ios::binary) << bytes;
+    }
+
+    Png decode(const std::string& name)
+    {
+        png_image image{};
+        image.version = PNG_IMAGE_VERSION;
+        Png png;
+        if (png_image_begin_read_from_file(&image, (dir / name).c_str()) != 0) {
+            image.format = PNG_FORMAT_RGB;
+            png.rgb.resize(PNG_IMAGE_SIZE(image));
+            if (png_image_finish_read(&image, nullptr, png.rgb.data(), 0, nullptr) != 0)
+                png.width = image.width, png.height = image.height;
+        }
+        return png;
+    }
 
     fs::path dir;
 };
-
-struct Png {
-    uint32_t width = 0, height = 0;
-    std::vector<uint8_t> rgb;
-    const uint8_t* at(uint32_t x, uint32_t y) const { return &rgb[(size_t{y} * width + x) * 3]; }
-};
-
-Png decode(const std::string& path)
-{
-    png_image image{};
-    image.version = PNG_IMAGE_VERSION;
-    Png png;
-    if (png_image_begin_read_from_file(&image, path.c_str()) != 0) {
-        image.format = PNG_FORMAT_RGB;
-        png.rgb.resize(PNG_IMAGE_SIZE(image));
-        if (png_image_finish_read(&image, nullptr, png.rgb.data(), 0, nullptr) != 0)
-            png.width = image.width, png.height = image.height;
-    }
-    return png;
-}
-
-void expectColour(const Png& png, uint32_t x, uint32_t y, std::vector<int> rgb)
-{
-    const uint8_t* p = png.at(x, y);
-    for (int c = 0; c < 3; c++)
-        EXPECT_NEAR(p[c], rgb[c], 3) << "channel " << c << " at " << x << "," << y;
-}
 
 // One run covers a long session, which must hand every buffer back, and the
 // last request's frames saved raw with a PNG beside each non-blob dump.
 TEST_F(TamoTool, SessionHandsEveryBufferBackAndSavesTheLastFrames)
 {
-    Outcome run = tamo("session --requests 2000 --save-frames " + dir.string());
+    Outcome run = tamo("session --requests 2000 --save-frames .");
     ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(run.err, "") << "the default run logs nothing";
     for (const char* line : {"camera 0 (cam0): 3 streams\n", "requests done         2000\n",
@@ -103,10 +100,10 @@ TEST_F(TamoTool, SessionHandsEveryBufferBackAndSavesTheLastFrames)
         EXPECT_THAT(run.out, HasSubstr(line));
 
     // Dumps hold every plane at the host allocator's stride.
-    EXPECT_EQ(fs::file_size(path("preview_1920x1080_YCBCR_420_888.raw")), 1920u * 1080 * 3 / 2);
-    EXPECT_EQ(fs::file_size(path("raw_4000x3000_raw16.raw")), 4000u * 3000 * 2);
-    EXPECT_FALSE(fs::exists(path("jpeg_4000x3000_Jpeg.png")));
-    const std::string jpeg = slurp(path("jpeg_4000x3000_Jpeg.raw"));
+    EXPECT_EQ(fs::file_size(dir / "preview_1920x1080_YCBCR_420_888.raw"), 1920u * 1080 * 3 / 2);
+    EXPECT_EQ(fs::file_size(dir / "raw_4000x3000_raw16.raw"), 4000u * 3000 * 2);
+    EXPECT_FALSE(fs::exists(dir / "jpeg_4000x3000_Jpeg.png"));
+    const std::string jpeg = slurp("jpeg_4000x3000_Jpeg.raw");
     ASSERT_EQ(jpeg.size(), 4000u * 3000 * 3);
     const std::string text = "tamo test frame 1999\n";
     EXPECT_EQ(jpeg.compare(0, text.size(), text), 0);
@@ -117,9 +114,9 @@ TEST_F(TamoTool, SessionHandsEveryBufferBackAndSavesTheLastFrames)
     // Colour bars left to right, under a black target with a white middle.
     static const std::vector<int> bars[8] = {{255, 255, 255}, {255, 255, 0}, {0, 255, 255}, {0, 255, 0},
                                              {255, 0, 255},   {255, 0, 0},   {0, 0, 255},   {0, 0, 0}};
-    for (const char* name : {"preview_1920x1080_YCBCR_420_888", "raw_4000x3000_raw16"}) {
+    for (const std::string name : {"preview_1920x1080_YCBCR_420_888", "raw_4000x3000_raw16"}) {
         SCOPED_TRACE(name);
-        Png png = decode(path(std::string(name) + ".png"));
+        Png png = decode(name + ".png");
         ASSERT_EQ(png.width * png.height, name[0] == 'p' ? 1920u * 1080 : 4000u * 3000);
         for (uint32_t i = 0; i < 8; i++)
             expectColour(png, png.width * (2 * i + 1) / 16, png.height / 2, bars[i]);
@@ -128,10 +125,9 @@ TEST_F(TamoTool, SessionHandsEveryBufferBackAndSavesTheLastFrames)
     }
 
     // The dump converts without geometry options, to the same picture.
-    Outcome convert = tamo("raw2png --format ycbcr_420_888 --size 1920x1080 " +
-                           path("preview_1920x1080_YCBCR_420_888.raw") + " " + path("again.png"));
-    ASSERT_EQ(convert.status, 0) << convert.err;
-    EXPECT_EQ(decode(path("again.png")).rgb, decode(path("preview_1920x1080_YCBCR_420_888.png")).rgb);
+    ASSERT_EQ(tamo("raw2png --format ycbcr_420_888 --size 1920x1080 preview_1920x1080_YCBCR_420_888.raw again.png")
+                      .status, 0);
+    EXPECT_EQ(decode("again.png").rgb, decode("preview_1920x1080_YCBCR_420_888.png").rgb);
 }
 
 TEST_F(TamoTool, TagsListsPlatformThenFrameworkTags)
@@ -150,35 +146,23 @@ TEST_F(TamoTool, TagsListsPlatformThenFrameworkTags)
                                        {"type", "byte"}}));
 }
 
-TEST_F(TamoTool, MetaDumpsWhatMakeWroteWithVendorTagNames)
-{
-    ASSERT_EQ(tamo("meta make --camera 0 " + path("cam0.meta")).status, 0);
-    Outcome dump = tamo("meta dump " + path("cam0.meta"));
-    ASSERT_EQ(dump.status, 0) << dump.err;
-    EXPECT_THAT(dump.out, HasSubstr("\n0x80010000  Tag:com.tolv.chi.override.CameraType Type:byte\t"
-                                    "[ 99 97 109 48 ], \n"));
-}
-
 TEST_F(TamoTool, Raw2PngUnpacksNv21AndRaw10)
 {
     // NV21 2x2 of pure red, at a stride of 32: Y, then Cr before Cb.
-    std::vector<uint8_t> nv21(32 * 3, 0);
+    std::string nv21(32 * 3, '\0');
     nv21[0] = nv21[1] = nv21[32] = nv21[33] = 76;
-    nv21[64] = 255, nv21[65] = 85;
-    write(path("red.nv21"), nv21);
-    ASSERT_EQ(tamo("raw2png --format NV21 --size 2x2 --stride 32 " + path("red.nv21") + " " + path("red.png"))
-                      .status, 0);
-    Png png = decode(path("red.png"));
+    nv21[64] = char(255), nv21[65] = 85;
+    write("red.nv21", nv21);
+    ASSERT_EQ(tamo("raw2png --format NV21 --size 2x2 --stride 32 red.nv21 red.png").status, 0);
+    Png png = decode("red.png");
     ASSERT_EQ(png.width, 2u);
     expectColour(png, 1, 1, {255, 0, 0});
 
     // RAW10 8x1, samples 3 2 1 0 4 8 0 0, four to five bytes: their high
     // bits, then their low bits, the first sample's lowest; rows of 16 bytes.
-    std::vector<uint8_t> raw10 = {0, 0, 0, 0, 0x3 | 0x2 << 2 | 0x1 << 4, 1, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0};
-    write(path("grey.raw10"), raw10);
-    ASSERT_EQ(tamo("raw2png --format raw10 --size 8x1 --bayer grey " + path("grey.raw10") + " " +
-                   path("grey.png")).status, 0);
-    png = decode(path("grey.png"));
+    write("grey.raw10", std::string{0, 0, 0, 0, 0x3 | 0x2 << 2 | 0x1 << 4, 1, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0});
+    ASSERT_EQ(tamo("raw2png --format raw10 --size 8x1 --bayer grey grey.raw10 grey.png").status, 0);
+    png = decode("grey.png");
     ASSERT_EQ(png.width, 8u);
     const uint8_t levels[8] = {95, 63, 31, 0, 127, 255, 0, 0}; // the brightest is white
     for (uint32_t x = 0; x < 8; x++)
@@ -187,21 +171,26 @@ TEST_F(TamoTool, Raw2PngUnpacksNv21AndRaw10)
 
 // Which damage is caught is the libraries' business; the tool answers each
 // refusal with status 1, one line and no output file.
-TEST_F(TamoTool, RefusesWithOneLineAndStatusOne)
+TEST_F(TamoTool, MetaDumpsWhatMakeWroteAndEveryCommandRefusesWithOneLine)
 {
-    ASSERT_EQ(tamo("meta make --camera 0 " + path("cam0.meta")).status, 0);
-    const std::string good = slurp(path("cam0.meta"));
-    write(path("bad.meta"), std::vector<uint8_t>(good.begin(), good.end() - 8));
-    write(path("huge.meta"), {});
-    fs::resize_file(path("huge.meta"), 65u << 20);
-    write(path("short.raw10"), std::vector<uint8_t>(15));
+    ASSERT_EQ(tamo("meta make --camera 0 cam0.meta").status, 0);
+    Outcome dump = tamo("meta dump cam0.meta");
+    ASSERT_EQ(dump.status, 0) << dump.err;
+    EXPECT_THAT(dump.out, HasSubstr("\n0x80010000  Tag:com.tolv.chi.override.CameraType Type:byte\t"
+                                    "[ 99 97 109 48 ], \n"));
+
+    const std::string good = slurp("cam0.meta");
+    write("bad.meta", good.substr(0, good.size() - 8));
+    write("huge.meta", "");
+    fs::resize_file(dir / "huge.meta", 65u << 20);
+    write("short.raw10", std::string(15, '\0'));
     const std::pair<std::string, std::string> refused[] = {
-        {"meta dump " + path("bad.meta"), path("bad.meta") + ": not a valid camera metadata buffer (" +
-                                              std::to_string(good.size() - 8) + " bytes)\n"},
-        {"meta dump " + path("huge.meta"), path("huge.meta") + ": 68157440 bytes, too big for camera metadata"},
-        {"meta make --camera 9 " + path("none.meta"), "the platform has no camera 9\n"},
-        {"raw2png --format raw10 --size 8x1 " + path("short.raw10") + " " + path("short.png"),
-         path("short.raw10") + ": 15 bytes, too short: 8x1 raw10 at stride 16 takes 16\n"},
+        {"meta dump bad.meta", "bad.meta: not a valid camera metadata buffer (" + std::to_string(good.size() - 8) +
+                                       " bytes)\n"},
+        {"meta dump huge.meta", "huge.meta: 68157440 bytes, too big for camera metadata"},
+        {"meta make --camera 9 none.meta", "the platform has no camera 9\n"},
+        {"raw2png --format raw10 --size 8x1 short.raw10 short.png",
+         "short.raw10: 15 bytes, too short: 8x1 raw10 at stride 16 takes 16\n"},
     };
     for (const auto& [args, reason] : refused) {
         Outcome bad = tamo(args);
@@ -210,7 +199,7 @@ TEST_F(TamoTool, RefusesWithOneLineAndStatusOne)
         EXPECT_EQ(bad.err.rfind("tamo: " + reason, 0), 0u) << bad.err;
         EXPECT_EQ(std::count(bad.err.begin(), bad.err.end(), '\n'), 1) << bad.err;
     }
-    EXPECT_FALSE(fs::exists(path("none.meta")) || fs::exists(path("short.png")));
+    EXPECT_FALSE(fs::exists(dir / "none.meta") || fs::exists(dir / "short.png"));
 }
 
 } // namespace
