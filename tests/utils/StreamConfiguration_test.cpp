@@ -33,21 +33,6 @@ std::shared_ptr<StreamInfo> stream(uint32_t type, uint32_t format, int32_t camer
     return info;
 }
 
-TEST(StreamConfigBuilder, WarnsOfNoStreamsOnlyWhenGivenNoneAndLoggingIsOn)
-{
-    Logged log;
-    g_logLv = 0;
-    StreamConfigBuilder().build();
-    g_logLv = 1;
-    auto none = StreamConfigBuilder().build();
-    // Every stream filtered away: no warning.
-    auto filtered = StreamConfigBuilder().setLogicalId(2).enablePhysicalStream()
-            .setStreamInfo(stream(0, 0x23, 3)).build();
-    EXPECT_EQ(log.lines(), (Lines{"1 build: no config stream."}));
-    EXPECT_EQ(none->getNumberOfStreams() + filtered->getNumberOfStreams(), 0u);
-    EXPECT_FALSE(none->isReprocessStreamConfig());
-}
-
 // Settings go with the configuration built; streams stay, and empty ones,
 // which the filter, the dump and the reprocess test would follow, never get in.
 TEST(StreamConfigBuilder, HandsTheSettingsOverKeepsStreamsAndFiltersPhysicalOnes)
@@ -81,27 +66,38 @@ TEST(StreamConfigurationInfo, ReprocessNeedsRawOrYuvInputAndNoRawOutput)
     auto mislabelled = stream(1, 0x21);
     mislabelled->overrideFormat = 0x23;  // only format counts
     const std::pair<Streams, bool> cases[] = {
-            {{stream(1, 0x23), stream(0, 0x21)}, true},
+            {{stream(1, 0x23), stream(0, 0x21)}, true}, {{stream(1, 0x21)}, false},
             {{stream(1, 0x23), stream(0, 0x21), stream(0, 0x20)}, false},
-            {{stream(1, 0x21)}, false},
-            {{stream(1, 0x20), stream(0, 0x11)}, true},
-            {{stream(1, 0x32315659), stream(0, 0x26)}, false},
-            {{stream(2, 0x11), stream(0, 0x21)}, false},  // type 2 is not input here
-            {{stream(1, 0x11), stream(2, 0x25)}, false},  // but a RAW output
-            {{mislabelled}, false},
-            {{stream(1, 0x14), stream(1, 0x10)}, true},
+            {{stream(1, 0x20), stream(0, 0x11)}, true}, {{stream(1, 0x32315659), stream(0, 0x26)}, false},
+            {{stream(2, 0x11), stream(0, 0x21)}, false}, // type 2 is not input here
+            {{stream(1, 0x11), stream(2, 0x25)}, false}, // but a RAW output
+            {{mislabelled}, false}, {{stream(1, 0x14), stream(1, 0x10)}, true},
     };
     for (const auto& [streams, reprocess] : cases)
         EXPECT_EQ(StreamConfigBuilder().setStreamInfos(streams).build()->isReprocessStreamConfig(), reprocess)
                 << std::hex << streams[0]->format;
 }
 
-TEST(StreamConfiguration, DumpsAtInfoLevelOnly)
+// A configuration given no stream at all warns, once logging is on; the dumps
+// are at info level, gated on it.
+TEST(StreamConfiguration, WarnsAndDumpsOnlyAtTheirLevels)
 {
+    Logged log;
+    g_logLv = 0;
+    StreamConfigBuilder().build();
+    g_logLv = 1;
+    auto none = StreamConfigBuilder().build();
+    // Every stream filtered away: no warning.
+    auto filtered = StreamConfigBuilder().setLogicalId(2).enablePhysicalStream()
+            .setStreamInfo(stream(0, 0x23, 3)).build();
+    EXPECT_EQ(log.lines(), (Lines{"1 build: no config stream."}));
+    EXPECT_EQ(none->getNumberOfStreams() + filtered->getNumberOfStreams(), 0u);
+    EXPECT_FALSE(none->isReprocessStreamConfig());
+
+    log.clear();
     // Type 2, 640x480, format 0x23 overridden by 0x11, 4 buffers.
     const StreamInfo in{0, 2, 640, 480, 0x23, 0, 0, 0, -1, 0, 0, 0, 0x11, 4, 0};
     auto config = StreamConfigBuilder().setLogicalId(5).setStreamInfo(in).setStreamInfo(*stream(0, 0x21)).build();
-    Logged log;
     for (g_logLv = 1; g_logLv <= 2; g_logLv++)
         config->dump();
     EXPECT_EQ(log.lines(), (Lines{"2 dump: Total 2 streams for camera: 5", "2 dump: \t format: 35 --> 17",

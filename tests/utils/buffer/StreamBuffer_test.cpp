@@ -143,9 +143,9 @@ TEST(StreamBufferSetBuilder, FiltersByStreamAndNeedsSourceThenCollector)
 
     auto set = byStream.setStreamBuffers({a, nullptr, b, c}).setCollector(collector).build();
     ASSERT_NE(set, nullptr);
-    EXPECT_EQ(set->getSize(), 2u);
     EXPECT_EQ(set->getStreamBuffers(), (Buffers{a, c}));
-    EXPECT_TRUE(set->getStreamBuffer(0) == a && set->getStreamBuffer(2) == nullptr);
+    EXPECT_EQ(std::make_tuple(set->getSize(), set->getStreamBuffer(1), set->getStreamBuffer(2)),
+              std::make_tuple(2u, c, nullptr));
     auto unfiltered = StreamBufferSetBuilder().setStreamBuffers({b, nullptr, b}).setCollector(collector).build();
     EXPECT_EQ(unfiltered->getStreamBuffers(), (Buffers{b, b}));
 

@@ -24,16 +24,10 @@ struct FakeMapper : IMapper {
     char token = 0;
 
     Return<void> importBuffer(const hidl_handle&, typename IMapper::importBuffer_cb cb) override
-    {
-        calls++;
-        cb(importError, &token);
-        return {};
-    }
+    { calls++; cb(importError, &token); return {}; }
+    // Only what importBuffer handed out is taken back.
     Return<Error> freeBuffer(void* buffer) override
-    {
-        calls++; // with what importBuffer handed out, or it is refused
-        return buffer == &token ? freeError : Error::BAD_BUFFER;
-    }
+    { calls++; return buffer == &token ? freeError : Error::BAD_BUFFER; }
 };
 
 using Result = std::pair<Lines, std::vector<int>>;
