@@ -26,11 +26,7 @@ struct Logged : LogCapture {
 
 std::shared_ptr<StreamInfo> stream(uint32_t type, uint32_t format, int32_t camera = -1)
 {
-    auto info = std::make_shared<StreamInfo>();
-    info->streamType = type;
-    info->format = format;
-    info->physicalCameraId = camera;
-    return info;
+    return std::make_shared<StreamInfo>(StreamInfo{0, type, 0, 0, format, 0, 0, 0, camera, 0, 0, 0, 0, 0, 0});
 }
 
 // Settings go with the configuration built; streams stay, and empty ones,

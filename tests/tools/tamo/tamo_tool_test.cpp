@@ -141,8 +141,7 @@ TEST_F(TamoTool, TagsListsPlatformThenFrameworkTags)
     ASSERT_EQ(json.status, 0) << json.err;
     nlohmann::json tags = nlohmann::json::parse(json.out);
     ASSERT_EQ(tags.size(), 116u);
-    EXPECT_EQ(tags[8], nlohmann::json({{"number", "0x80010000"},
-                                       {"name", "com.tolv.chi.override.CameraType"},
+    EXPECT_EQ(tags[8], nlohmann::json({{"number", "0x80010000"}, {"name", "com.tolv.chi.override.CameraType"},
                                        {"type", "byte"}}));
 }
 

@@ -37,8 +37,7 @@ void worker(ImageBufferManager& pool, Ledger& ledger)
             ledger.seen.insert(buffer.get());
             ledger.overMax |= ledger.held.size() > kMax || pool.getBusyBufferCount() > kMax;
         }
-        if (i % 3 == 0)
-            std::this_thread::yield();
+        std::this_thread::yield();
         std::unique_lock<std::mutex> guard(ledger.lock);
         ledger.held.erase(buffer.get());
         guard.unlock();

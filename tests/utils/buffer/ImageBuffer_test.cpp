@@ -66,8 +66,9 @@ TEST(ImageBufferManagerBuilder, ValidatesRaisesMaxAndPreallocates)
     EXPECT_EQ(lines(capture).back(), "acquireImageBuffer: empty buffer");
 }
 
-TEST(ImageBufferManager, OldestReleaseFirstStrangersRefusedFreeListDropped)
+TEST(ImageBufferManager, OldestReleaseFirstStrangersRefusedAndAFullPoolBlocks)
 {
+    LevelGuard level(2);
     auto pool = makePool(2, 3), other = makePool(1, 1);
     auto a = pool->acquireImageBuffer(), b = pool->acquireImageBuffer();
     pool->releaseImageBuffer(b);
@@ -82,25 +83,19 @@ TEST(ImageBufferManager, OldestReleaseFirstStrangersRefusedFreeListDropped)
     EXPECT_EQ(std::make_pair(pool->getBusyBufferCount(), pool->getFreeBufferCount()), std::make_pair(1u, 1u));
     pool->releaseResource();
     EXPECT_EQ(std::make_pair(pool->getBusyBufferCount(), pool->getFreeBufferCount()), std::make_pair(1u, 0u));
-    EXPECT_TRUE(pool->acquireImageBuffer() && pool->acquireImageBuffer()); // grows again
-}
+    EXPECT_TRUE(pool->acquireImageBuffer() && pool->acquireImageBuffer()); // grows again, to its maximum
 
-TEST(ImageBufferManager, BlockedAcquireWakesOnReleaseAndOnFlush)
-{
-    LevelGuard level(2);
-    auto pool = makePool(0, 1);
-    auto held = pool->acquireImageBuffer();
+    // Full: an acquire waits for a release, or a flush.
     Waiter waiter = std::async(std::launch::async, [&] { return pool->acquireImageBuffer(); });
     EXPECT_EQ(waiter.wait_for(100ms), std::future_status::timeout);
-    pool->releaseImageBuffer(held);
-    EXPECT_EQ(held, await(waiter));
-
+    pool->releaseImageBuffer(b);
+    EXPECT_EQ(await(waiter), b);
     waiter = std::async(std::launch::async, [&] { return pool->acquireImageBuffer(); });
     std::this_thread::sleep_for(50ms);
-    LogCapture capture;
+    capture.clear();
     pool->flush();
     EXPECT_EQ(await(waiter), nullptr);
-    pool->releaseImageBuffer(held);
+    pool->releaseImageBuffer(b);
     EXPECT_EQ(pool->acquireImageBuffer(), nullptr); // even with a free buffer
     g_logLv = 1;
     EXPECT_EQ(pool->acquireImageBuffer(), nullptr);

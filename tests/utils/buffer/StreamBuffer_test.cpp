@@ -28,12 +28,9 @@ struct Requestor : IBufferRequestor {
     { asked.push_back(info); return answer; }
 };
 
-std::shared_ptr<StreamInfo> stream(int id)
+std::shared_ptr<StreamInfo> stream(int id) // nv21
 {
-    auto info = std::make_shared<StreamInfo>();
-    info->streamId = id;
-    info->format = 0x11;
-    return info;
+    return std::make_shared<StreamInfo>(StreamInfo{id, 0, 0, 0, 0x11, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
 }
 
 std::shared_ptr<StreamBuffer> requested(int id, const std::shared_ptr<Collector>& collector,
@@ -41,11 +38,6 @@ std::shared_ptr<StreamBuffer> requested(int id, const std::shared_ptr<Collector>
 {
     return StreamBufferBuilder().setStreamInfo(stream(id)).setCollector(collector)
             .setImageBufferRequestor(requestor).build();
-}
-
-bool releaseAlone(const std::shared_ptr<StreamBuffer>& buffer)
-{
-    return dynamic_cast<StreamBufferImpl&>(*buffer).releaseBuffer();
 }
 
 TEST(StreamBufferBuilder, ChecksItsSourcesInOrder)
@@ -168,7 +160,7 @@ TEST(StreamBufferUtils, ReturnsTheNewestLiveSetElseTheBufferAlone)
     std::vector<bool> alone;
     collector->onSet = [&](const Buffers& members) {
         for (const auto& m : members)
-            alone.push_back(releaseAlone(m));
+            alone.push_back(dynamic_cast<StreamBufferImpl&>(*m).releaseBuffer());
     };
     EXPECT_TRUE(StreamBufferUtils::returnStreamBuffer(b));
     EXPECT_EQ(alone, (std::vector<bool>{false, false})); // marked before the call
@@ -185,7 +177,7 @@ TEST(StreamBufferUtils, ReturnsTheNewestLiveSetElseTheBufferAlone)
     for (const auto& single : {buffer, kept}) {
         EXPECT_TRUE(StreamBufferUtils::returnStreamBuffer(single));
         EXPECT_FALSE(StreamBufferUtils::returnStreamBuffer(single));
-        EXPECT_FALSE(releaseAlone(single));
+        EXPECT_FALSE(dynamic_cast<StreamBufferImpl&>(*single).releaseBuffer());
     }
     EXPECT_EQ(collector->single, (Buffers{buffer, kept}));
 
