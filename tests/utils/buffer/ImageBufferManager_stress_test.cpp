@@ -37,7 +37,8 @@ void worker(ImageBufferManager& pool, Ledger& ledger)
             ledger.seen.insert(buffer.get());
             ledger.overMax |= ledger.held.size() > kMax || pool.getBusyBufferCount() > kMax;
         }
-        std::this_thread::yield();
+        if (i % 3 == 0)
+            std::this_thread::yield();
         std::unique_lock<std::mutex> guard(ledger.lock);
         ledger.held.erase(buffer.get());
         guard.unlock();
