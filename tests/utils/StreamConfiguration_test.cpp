@@ -26,80 +26,35 @@ struct Logged : LogCapture {
 
 std::shared_ptr<StreamInfo> stream(uint32_t type, uint32_t format, int32_t camera = -1)
 {
-    auto info = std::make_shared<StreamInfo>();
-    info->streamType = type;
-    info->format = format;
-    info->physicalCameraId = camera;
-    return info;
+    return std::make_shared<StreamInfo>(StreamInfo{0, type, 0, 0, format, 0, 0, 0, camera, 0, 0, 0, 0, 0, 0});
 }
 
-TEST(StreamConfigBuilder, WarnsOfNoStreamsOnlyWhenGivenNoneAndLoggingIsOn)
+// Settings go with the configuration built; streams stay, and empty ones,
+// which the filter, the dump and the reprocess test would follow, never get in.
+TEST(StreamConfigBuilder, HandsTheSettingsOverKeepsStreamsAndFiltersPhysicalOnes)
 {
     Logged log;
-    g_logLv = 0;
-    StreamConfigBuilder().build();
-    EXPECT_TRUE(log.records().empty());
-    g_logLv = 1;
-    auto config = StreamConfigBuilder().build();
-    EXPECT_EQ(config->getNumberOfStreams(), 0u);
-    EXPECT_FALSE(config->isReprocessStreamConfig());
-    EXPECT_EQ(log.lines(), (Lines{"1 build: no config stream."}));
-    EXPECT_EQ(log.records()[0].file, "StreamConfiguration.cpp");
-
-    log.clear();  // every stream filtered away: no warning
-    config = StreamConfigBuilder().setLogicalId(2).enablePhysicalStream()
-            .setStreamInfo(stream(0, 0x23, 3)).build();
-    EXPECT_EQ(config->getNumberOfStreams(), 0u);
-    EXPECT_TRUE(log.records().empty());
-}
-
-TEST(StreamConfigBuilder, PhysicalFilterKeepsUnboundAndOwnStreamsInOrder)
-{
-    auto unbound = stream(0, 0x23, -1), own = stream(0, 0x23, 2), other = stream(0, 0x23, 3);
-    StreamConfigBuilder b;
-    b.setLogicalId(2).setOperationMode(1).setScenario(7).setStreamInfo(unbound).setStreamInfos({own, other});
-    EXPECT_EQ(b.build()->getStreams(), (Streams{unbound, own, other}));
-    StreamConfigBuilder copy = b;
-    auto cut = copy.enablePhysicalStream().build();
-    EXPECT_EQ(cut->getStreams(), (Streams{unbound, own}));
-    EXPECT_EQ(std::make_tuple(cut->getNumberOfStreams(), cut->getLogicalId(), cut->getOperationMode(),
-                              cut->getScenario()),
-              std::make_tuple(2u, 2u, 1u, 7u));
-}
-
-// An empty stream pointer would be followed by the filter, the dump and the
-// reprocess test: it never gets in.
-TEST(StreamConfigBuilder, RefusesEmptyStreams)
-{
-    Logged log;
-    g_logLv = 2;
-    auto input = stream(1, 0x23, 2);
-    auto config = StreamConfigBuilder().setLogicalId(2).setStreamInfo(nullptr).setStreamInfos({nullptr, input})
-            .enablePhysicalStream().build();
-    EXPECT_EQ(config->getStreams(), Streams{input});
-    EXPECT_TRUE(config->isReprocessStreamConfig());
-    config->dump();
-    const Lines lines = log.lines();
-    ASSERT_GT(lines.size(), 2u);
-    EXPECT_EQ(Lines(lines.begin(), lines.begin() + 2),
-              (Lines{"0 setStreamInfo: empty stream info", "0 setStreamInfo: empty stream info"}));
-}
-
-TEST(StreamConfigBuilder, BuildHandsTheSettingsOver)
-{
+    auto unbound = stream(0, 0x23, -1), own = stream(1, 0x23, 2), other = stream(0, 0x23, 3);
     auto session = Metadata::create(), a = Metadata::create(), b = Metadata::create();
     StreamConfigBuilder builder;
-    builder.setStreamInfo(stream(0, 0x23)).setConfigSetting(session);
+    builder.setLogicalId(2).setOperationMode(1).setScenario(7).setStreamInfo(unbound).setStreamInfo(nullptr)
+            .setStreamInfos({nullptr, own, other}).setConfigSetting(session);
     builder.setCameraConfigSetting(1, a).setCameraConfigSetting(1, b).setCameraConfigSetting(2, a);
     auto first = builder.build();
-    EXPECT_EQ(first->getConfigSetting(), session);
-    EXPECT_EQ(first->getCameraConfigSetting(1), b);
-    EXPECT_EQ(first->getCameraConfigSetting(2), a);
-    EXPECT_EQ(first->getCameraConfigSetting(5), nullptr);
-    auto second = StreamConfigBuilder(builder).build();
-    EXPECT_EQ(second->getConfigSetting(), nullptr);
-    EXPECT_EQ(second->getCameraConfigSetting(1), nullptr);
-    EXPECT_EQ(second->getStreams(), first->getStreams());
+    EXPECT_EQ(log.lines(), Lines(2, "0 setStreamInfo: empty stream info"));
+    EXPECT_EQ(first->getStreams(), (Streams{unbound, own, other}));
+    EXPECT_EQ(std::make_tuple(first->getConfigSetting(), first->getCameraConfigSetting(1),
+                              first->getCameraConfigSetting(2), first->getCameraConfigSetting(5)),
+              std::make_tuple(session, b, a, nullptr));
+    g_logLv = 2;
+    first->dump();
+    EXPECT_TRUE(first->isReprocessStreamConfig());
+
+    auto cut = StreamConfigBuilder(builder).enablePhysicalStream().build();
+    EXPECT_EQ(cut->getStreams(), (Streams{unbound, own}));
+    EXPECT_EQ(std::make_tuple(cut->getNumberOfStreams(), cut->getLogicalId(), cut->getOperationMode(),
+                              cut->getScenario(), cut->getConfigSetting(), cut->getCameraConfigSetting(1)),
+              std::make_tuple(2u, 2u, 1u, 7u, nullptr, nullptr));
 }
 
 TEST(StreamConfigurationInfo, ReprocessNeedsRawOrYuvInputAndNoRawOutput)
@@ -107,31 +62,40 @@ TEST(StreamConfigurationInfo, ReprocessNeedsRawOrYuvInputAndNoRawOutput)
     auto mislabelled = stream(1, 0x21);
     mislabelled->overrideFormat = 0x23;  // only format counts
     const std::pair<Streams, bool> cases[] = {
-            {{stream(1, 0x23), stream(0, 0x21)}, true},
+            {{stream(1, 0x23), stream(0, 0x21)}, true}, {{stream(1, 0x21)}, false},
             {{stream(1, 0x23), stream(0, 0x21), stream(0, 0x20)}, false},
-            {{stream(1, 0x21)}, false},
-            {{stream(1, 0x20), stream(0, 0x11)}, true},
-            {{stream(1, 0x32315659), stream(0, 0x26)}, false},
-            {{stream(2, 0x11), stream(0, 0x21)}, false},  // type 2 is not input here
-            {{stream(1, 0x11), stream(2, 0x25)}, false},  // but a RAW output
-            {{mislabelled}, false},
-            {{stream(1, 0x14), stream(1, 0x10)}, true},
+            {{stream(1, 0x20), stream(0, 0x11)}, true}, {{stream(1, 0x32315659), stream(0, 0x26)}, false},
+            {{stream(2, 0x11), stream(0, 0x21)}, false}, // type 2 is not input here
+            {{stream(1, 0x11), stream(2, 0x25)}, false}, // but a RAW output
+            {{mislabelled}, false}, {{stream(1, 0x14), stream(1, 0x10)}, true},
     };
     for (const auto& [streams, reprocess] : cases)
         EXPECT_EQ(StreamConfigBuilder().setStreamInfos(streams).build()->isReprocessStreamConfig(), reprocess)
                 << std::hex << streams[0]->format;
 }
 
-TEST(StreamConfiguration, DumpsAtInfoLevelOnly)
+// A configuration given no stream at all warns, once logging is on; the dumps
+// are at info level, gated on it.
+TEST(StreamConfiguration, WarnsAndDumpsOnlyAtTheirLevels)
 {
+    Logged log;
+    g_logLv = 0;
+    StreamConfigBuilder().build();
+    g_logLv = 1;
+    auto none = StreamConfigBuilder().build();
+    // Every stream filtered away: no warning.
+    auto filtered = StreamConfigBuilder().setLogicalId(2).enablePhysicalStream()
+            .setStreamInfo(stream(0, 0x23, 3)).build();
+    EXPECT_EQ(log.lines(), (Lines{"1 build: no config stream."}));
+    EXPECT_EQ(none->getNumberOfStreams() + filtered->getNumberOfStreams(), 0u);
+    EXPECT_FALSE(none->isReprocessStreamConfig());
+
+    log.clear();
     // Type 2, 640x480, format 0x23 overridden by 0x11, 4 buffers.
     const StreamInfo in{0, 2, 640, 480, 0x23, 0, 0, 0, -1, 0, 0, 0, 0x11, 4, 0};
     auto config = StreamConfigBuilder().setLogicalId(5).setStreamInfo(in).setStreamInfo(*stream(0, 0x21)).build();
-    Logged log;
-    g_logLv = 1;
-    config->dump();
-    g_logLv = 2;
-    config->dump();
+    for (g_logLv = 1; g_logLv <= 2; g_logLv++)
+        config->dump();
     EXPECT_EQ(log.lines(), (Lines{"2 dump: Total 2 streams for camera: 5", "2 dump: \t format: 35 --> 17",
                                   "2 dump: \t size: 640x480", "2 dump: \t stream type: Input",
                                   "2 dump: \t max buffer count: 4", "2 dump: \t format: 33 --> 0",

@@ -15,6 +15,9 @@
 
 namespace buffertest {
 
+using Lines = std::vector<std::string>;
+using tamo::host::LogCapture;
+
 // Sets g_logLv for a scope (by default, only restores it at the end).
 struct LevelGuard {
     explicit LevelGuard(uint32_t level = tamo::g_logLv) : saved(tamo::g_logLv) { tamo::g_logLv = level; }
@@ -23,9 +26,9 @@ struct LevelGuard {
 };
 
 // "function: message" of every captured line, in order.
-inline std::vector<std::string> lines(const tamo::host::LogCapture& capture)
+inline Lines lines(const LogCapture& capture)
 {
-    std::vector<std::string> out;
+    Lines out;
     for (const auto& r : capture.records())
         out.push_back(r.function + ": " + r.message);
     return out;
@@ -42,16 +45,13 @@ inline std::shared_ptr<tamo::ImageBufferManager> makePool(unsigned int min, unsi
             .setName(std::move(name)).setImageBufferBuilder(builder(0x20203859, 32, 8)).build();
 }
 
-// Index of the first of several waiters to finish; a waiter that never wakes
-// ends the run with a failure instead of hanging it.
+// The waiter's result; a waiter that never wakes ends the run with a failure
+// instead of hanging it.
 template <typename T>
-size_t awaitAny(std::vector<std::future<T>*> futures, int seconds = 20)
+T await(std::future<T>& waiter, int seconds = 20)
 {
-    for (auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
-         std::chrono::steady_clock::now() < end;)
-        for (size_t i = 0; i < futures.size(); i++)
-            if (futures[i]->wait_for(std::chrono::milliseconds(1)) == std::future_status::ready)
-                return i;
+    if (waiter.wait_for(std::chrono::seconds(seconds)) == std::future_status::ready)
+        return waiter.get();
     ADD_FAILURE() << "a waiter did not wake up";
     std::fflush(nullptr);
     std::abort();

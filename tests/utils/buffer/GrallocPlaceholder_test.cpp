@@ -6,19 +6,20 @@
 
 #include <unistd.h>
 
+using namespace buffertest;
+
 TEST(GrallocPlaceholder, AllocatesNothingAndNeverMaps)
 {
-    buffertest::LevelGuard level(1);
-    auto buffer = buffertest::builder(0x32315659, 64, 48).build();
+    LevelGuard level(1);
+    auto buffer = builder(0x32315659, 64, 48).build();
     ASSERT_TRUE(buffer && *buffer->getBufferHandle() == nullptr);
     const std::string path = testing::TempDir() + "tamo_placeholder_" + std::to_string(getpid());
     std::ofstream(path) << "pixels";
-    tamo::host::LogCapture capture;
+    LogCapture capture;
     EXPECT_TRUE(buffer->lock("cpu") && buffer->getVa(0) == nullptr && buffer->unlock("cpu") == -1);
     EXPECT_FALSE(buffer->loadFromFile(path) || buffer->saveToFile(path));
     const std::string tail = " buffer not mapped [" + path + "]";
-    const std::vector<std::string> want = {"getVa: lock before get va", "loadFromFile:" + tail, "saveToFile:" + tail};
-    EXPECT_EQ(buffertest::lines(capture), want);
+    EXPECT_EQ(lines(capture), (Lines{"getVa: lock before get va", "loadFromFile:" + tail, "saveToFile:" + tail}));
     std::string kept;
     std::getline(std::ifstream(path), kept);
     EXPECT_EQ(kept, "pixels"); // refused before the caller's file was touched

@@ -7,10 +7,9 @@
 
 using namespace tamo;
 using namespace buffertest;
-using tamo::host::LogCapture;
 using tamo::platform::AppBufferStatus;
-using Lines = std::vector<std::string>;
 using Buffers = std::vector<std::shared_ptr<StreamBuffer>>;
+using Infos = std::vector<std::shared_ptr<StreamInfo>>;
 
 namespace {
 
@@ -24,18 +23,14 @@ struct Collector : IBufferCollector {
 
 struct Requestor : IBufferRequestor {
     std::shared_ptr<ImageBuffer> answer;
-    std::shared_ptr<StreamInfo> asked;
-    int calls = 0;
+    Infos asked; // one per call
     std::shared_ptr<ImageBuffer> requestBuffer(std::shared_ptr<StreamInfo> info) override
-    { calls++; asked = info; return answer; }
+    { asked.push_back(info); return answer; }
 };
 
-std::shared_ptr<StreamInfo> stream(int id)
+std::shared_ptr<StreamInfo> stream(int id) // nv21
 {
-    auto info = std::make_shared<StreamInfo>();
-    info->streamId = id;
-    info->format = 0x11;
-    return info;
+    return std::make_shared<StreamInfo>(StreamInfo{id, 0, 0, 0, 0x11, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
 }
 
 std::shared_ptr<StreamBuffer> requested(int id, const std::shared_ptr<Collector>& collector,
@@ -43,11 +38,6 @@ std::shared_ptr<StreamBuffer> requested(int id, const std::shared_ptr<Collector>
 {
     return StreamBufferBuilder().setStreamInfo(stream(id)).setCollector(collector)
             .setImageBufferRequestor(requestor).build();
-}
-
-bool releaseAlone(const std::shared_ptr<StreamBuffer>& buffer)
-{
-    return dynamic_cast<StreamBufferImpl&>(*buffer).releaseBuffer();
 }
 
 TEST(StreamBufferBuilder, ChecksItsSourcesInOrder)
@@ -66,7 +56,6 @@ TEST(StreamBufferBuilder, ChecksItsSourcesInOrder)
     EXPECT_EQ(lines(capture), (Lines{"build: Invalid image size 0x48", "build: empty source",
                                      "build: invalid source", "build: requested buffer cannot return",
                                      "build: no stream info"}));
-    EXPECT_EQ(capture.withFormat("no stream info", 0).at(0).file, "ImageBuffer.cpp");
 
     // A buffer given up front needs no way back, but then has none.
     auto given = StreamBufferBuilder().setImageBuffer(image).setCollector(dead).setStreamInfo(stream(1)).build();
@@ -74,80 +63,61 @@ TEST(StreamBufferBuilder, ChecksItsSourcesInOrder)
     EXPECT_FALSE(StreamBufferUtils::returnStreamBuffer(given));
 }
 
-TEST(StreamBuffer, StreamIdRewritesTheSharedRecordFromOneUpAndNamesTheBuffer)
+TEST(StreamBufferBuilder, SharesTheStreamRecordAndRewritesItsIdFromOneUp)
 {
     auto info = stream(9);
     StreamBufferBuilder b;
-    b.setImageBuffer(builder(0x11, 64, 48).build()).setStreamInfo(info);
-    b.setStreamId(0).build();
+    auto bare = b.setImageBuffer(builder(0x11, 64, 48).build()).setStreamInfo(info).setStreamId(0).build();
     b.setStreamId(-4).build();
+    auto clone = StreamBufferUtils::cloneStreamInfo(info);
     EXPECT_EQ(info->streamId, 9);
+    platform::AppStreamBuffer record;
+    record.bufferId = 77;
     StreamBufferBuilder copy = b;
-    EXPECT_EQ(copy.setStreamId(5).build()->getStreamInfo(), info);
-    EXPECT_EQ(info->streamId, 5);
+    auto with = copy.setStreamId(5).setStreamBufferInfo(record).build();
+    EXPECT_EQ(with->getStreamInfo(), info);
+    EXPECT_EQ(std::make_pair(info->streamId, clone->streamId), std::make_pair(5, 9));
+    EXPECT_EQ(StreamBufferUtils::getHidlStreamInfo(bare), nullptr);
+    auto shared = StreamBufferUtils::getHidlStreamInfo(with);
+    EXPECT_TRUE(shared && shared->bufferId == 77u);
+    LogCapture capture; // an empty buffer still takes its place in the answer
+    EXPECT_EQ(StreamBufferUtils::fetchStreamInfo({bare, nullptr, with}), (Infos{info, nullptr, info}));
+    EXPECT_EQ(StreamBufferUtils::cloneStreamInfo(nullptr), nullptr);
+    EXPECT_EQ(lines(capture), (Lines{"fetchStreamInfo: empty stream buffer", "cloneStreamInfo: no stream info"}));
 
-    StreamInfo local;  // copied: the caller's record stays as it was
-    local.format = 0x22;
-    local.overrideFormat = 0x11;
+    // Format 0x22 overridden by nv21, copied: the caller's record stays as it was.
+    StreamInfo local{0, 0, 0, 0, 0x22, 0, 0, 0, -1, 0, 0, 0, 0x11, 0, 0};
     EXPECT_EQ(b.setStreamInfo(local, true).setStreamId(3).build()->getInfo(), "[3]nv21");
-    EXPECT_EQ(local.format, 0x22u);
-    EXPECT_EQ(local.streamId, 0);
+    EXPECT_EQ(std::make_pair(local.format, local.streamId), std::make_pair(0x22u, 0));
+}
 
-    auto buffer = requested(3, std::make_shared<Collector>());
-    EXPECT_EQ(buffer->getBufferStatus(), AppBufferStatus::ERROR);
-    EXPECT_EQ(buffer->getStatus(), "[3]nv21(err) ");
-    buffer->setBufferStatus(AppBufferStatus::OK);
-    EXPECT_EQ(buffer->getStatus(), "[3]nv21(ok) ");
-    buffer->setBufferStatus(static_cast<AppBufferStatus>(2));
+TEST(StreamBuffer, AsksTheRequestorUntilItAnswersAndIsNamedAfterItsStream)
+{
+    auto requestor = std::make_shared<Requestor>();
+    auto buffer = requested(3, std::make_shared<Collector>(), requestor);
+    LevelGuard level(2);
+    LogCapture capture;
+    buffer->dump(); // without asking
+    EXPECT_TRUE(buffer->getImageBuffer() == nullptr && buffer->getImageBuffer() == nullptr);
+    requestor->answer = builder(0x11, 64, 48).build();
+    EXPECT_TRUE(buffer->getImageBuffer() == requestor->answer && buffer->getImageBuffer() == requestor->answer);
+    EXPECT_EQ(requestor->asked, Infos(3, buffer->getStreamInfo()));
+    buffer->dump();
+    EXPECT_EQ(capture.count("no image buffer to dump", 0), 1u);
+    EXPECT_EQ(capture.count("\t Size : %ux%u", 2), 1u);
+
+    EXPECT_EQ(buffer->getStatus(), "[3]nv21(err) "); // until told otherwise
+    buffer->setBufferStatus(static_cast<AppBufferStatus>(2)); // anything but an error is ok
     EXPECT_EQ(buffer->getStatus(), "[3]nv21(ok) ");
     buffer->getStreamInfo()->format = 0x99;
     buffer->getStreamInfo()->streamId = -2;
-    LogCapture capture;
+    capture.clear();
     EXPECT_EQ(buffer->getInfo(), "[-2]");
     EXPECT_EQ(lines(capture), (Lines{"getFormatString: format not found. 0x99"}));
 }
 
-TEST(StreamBuffer, AsksTheRequestorUntilItAnswersAndDumpsOnlyWhatItHas)
-{
-    auto requestor = std::make_shared<Requestor>();
-    auto buffer = requested(2, std::make_shared<Collector>(), requestor);
-    LevelGuard level;
-    g_logLv = 2;
-    LogCapture capture;
-    buffer->dump();
-    EXPECT_EQ(capture.count("no image buffer to dump", 0), 1u);
-
-    EXPECT_EQ(buffer->getImageBuffer(), nullptr);
-    EXPECT_EQ(buffer->getImageBuffer(), nullptr);
-    EXPECT_EQ(requestor->calls, 2);
-    EXPECT_EQ(requestor->asked, buffer->getStreamInfo());
-    requestor->answer = builder(0x11, 64, 48).build();
-    EXPECT_EQ(buffer->getImageBuffer(), requestor->answer);
-    EXPECT_EQ(buffer->getImageBuffer(), requestor->answer);
-    EXPECT_EQ(requestor->calls, 3);
-    capture.clear();
-    buffer->dump();
-    EXPECT_EQ(capture.count("\t Size : %ux%u", 2), 1u);
-}
-
-TEST(StreamBuffer, GoesBackAloneOnceAndOnlyWhileTheCollectorLives)
-{
-    auto collector = std::make_shared<Collector>();
-    auto buffer = requested(1, collector);
-    EXPECT_FALSE(StreamBufferUtils::returnStreamBuffer(nullptr));
-    EXPECT_TRUE(StreamBufferUtils::returnStreamBuffer(buffer));
-    EXPECT_FALSE(StreamBufferUtils::returnStreamBuffer(buffer));
-    EXPECT_FALSE(releaseAlone(buffer));
-    EXPECT_EQ(collector->single, Buffers{buffer});
-    EXPECT_TRUE(collector->sets.empty());
-
-    auto orphan = requested(1, collector);
-    std::weak_ptr<Collector> watch = collector;
-    collector.reset();
-    EXPECT_TRUE(watch.expired());  // the buffer did not keep it
-    EXPECT_FALSE(StreamBufferUtils::returnStreamBuffer(orphan));
-}
-
+// Empty pointers are dropped like buffers of another stream, never handed to
+// a collector nor followed.
 TEST(StreamBufferSetBuilder, FiltersByStreamAndNeedsSourceThenCollector)
 {
     auto collector = std::make_shared<Collector>();
@@ -155,29 +125,31 @@ TEST(StreamBufferSetBuilder, FiltersByStreamAndNeedsSourceThenCollector)
     std::weak_ptr<Collector> dead = std::make_shared<Collector>();
     LogCapture capture;
     StreamBufferSetBuilder byStream(7);
-    EXPECT_EQ(byStream.setStreamBuffer(b).build(), nullptr);
+    EXPECT_EQ(byStream.setStreamBuffer(b).setStreamBuffer(nullptr).build(), nullptr);
     EXPECT_EQ(StreamBufferSetBuilder().setStreamBuffer(a).setCollector(dead).build(), nullptr);
-    EXPECT_EQ(lines(capture), (Lines{"build: stream buffer set no source.", "build: no collector"}));
+    EXPECT_EQ(StreamBufferSetBuilder().setStreamBuffer(nullptr).setCollector(collector).build(), nullptr);
+    EXPECT_EQ(lines(capture), (Lines{"build: stream buffer set no source.", "build: no collector",
+                                     "build: stream buffer set no source."}));
 
-    auto set = byStream.setStreamBuffers({a, b, c}).setCollector(collector).build();
+    auto set = byStream.setStreamBuffers({a, nullptr, b, c}).setCollector(collector).build();
     ASSERT_NE(set, nullptr);
-    EXPECT_EQ(set->getSize(), 2u);
     EXPECT_EQ(set->getStreamBuffers(), (Buffers{a, c}));
-    EXPECT_EQ(set->getStreamBuffer(0), a);
-    EXPECT_EQ(set->getStreamBuffer(2), nullptr);
-    EXPECT_EQ(StreamBufferSetBuilder().setStreamBuffers({b, b}).setCollector(collector).build()
-                      ->getSize(), 2u);
+    EXPECT_EQ(std::make_tuple(set->getSize(), set->getStreamBuffer(1), set->getStreamBuffer(2)),
+              std::make_tuple(2u, c, nullptr));
+    auto unfiltered = StreamBufferSetBuilder().setStreamBuffers({b, nullptr, b}).setCollector(collector).build();
+    EXPECT_EQ(unfiltered->getStreamBuffers(), (Buffers{b, b}));
 
     LevelGuard level;
     capture.clear();
-    g_logLv = 1;
-    set->dump();
-    g_logLv = 2;
-    set->dump();
+    for (g_logLv = 1; g_logLv <= 2; g_logLv++)
+        set->dump();
     EXPECT_EQ(lines(capture), (Lines{"dump: contain 2 of stream buffer"}));
 }
 
-TEST(StreamBufferSet, GoesBackWholeOnceToTheNewestSetsCollector)
+// returnStreamBuffer() hands back the newest live set a buffer is in, else
+// the buffer alone; each once, and only while its collector lives, which
+// neither the buffer nor the set keeps alive.
+TEST(StreamBufferUtils, ReturnsTheNewestLiveSetElseTheBufferAlone)
 {
     auto older = std::make_shared<Collector>(), collector = std::make_shared<Collector>();
     auto a = requested(1, collector), b = requested(2, collector);
@@ -186,76 +158,32 @@ TEST(StreamBufferSet, GoesBackWholeOnceToTheNewestSetsCollector)
     std::vector<bool> alone;
     collector->onSet = [&](const Buffers& members) {
         for (const auto& m : members)
-            alone.push_back(releaseAlone(m));
+            alone.push_back(dynamic_cast<StreamBufferImpl&>(*m).releaseBuffer());
     };
     EXPECT_TRUE(StreamBufferUtils::returnStreamBuffer(b));
-    EXPECT_EQ(alone, (std::vector<bool>{false, false}));  // marked before the call
+    EXPECT_EQ(alone, (std::vector<bool>{false, false})); // marked before the call
     EXPECT_FALSE(StreamBufferUtils::returnStreamBuffer(a));
     EXPECT_FALSE(dynamic_cast<StreamBufferSetImpl&>(*set).releaseBufferSet());
     EXPECT_EQ(collector->sets, std::vector<Buffers>{(Buffers{a, b})});
-    EXPECT_TRUE(collector->single.empty());
-    EXPECT_TRUE(older->sets.empty());
+    EXPECT_TRUE(collector->single.empty() && older->sets.empty());
 
+    auto buffer = requested(3, collector), kept = requested(4, collector);
+    std::weak_ptr<StreamBufferSet> dead =
+            StreamBufferSetBuilder().setStreamBuffers({kept, requested(5, collector)}).setCollector(collector).build();
+    EXPECT_TRUE(dead.expired());
+    EXPECT_FALSE(StreamBufferUtils::returnStreamBuffer(nullptr));
+    for (const auto& single : {buffer, kept}) {
+        EXPECT_TRUE(StreamBufferUtils::returnStreamBuffer(single));
+        EXPECT_FALSE(StreamBufferUtils::returnStreamBuffer(single));
+        EXPECT_FALSE(dynamic_cast<StreamBufferImpl&>(*single).releaseBuffer());
+    }
+    EXPECT_EQ(collector->single, (Buffers{buffer, kept}));
+
+    auto orphan = requested(6, collector);
     std::weak_ptr<Collector> watch = collector;
     collector.reset();
-    EXPECT_TRUE(watch.expired());  // nor did the set keep it
-}
-
-TEST(StreamBufferSet, DiesBeforeItsBuffersWhichThenGoBackAlone)
-{
-    auto collector = std::make_shared<Collector>();
-    auto kept = requested(4, collector), dropped = requested(5, collector);
-    std::weak_ptr<StreamBuffer> droppedWatch = dropped;
-    std::weak_ptr<StreamBufferSet> set =
-            StreamBufferSetBuilder().setStreamBuffers({kept, dropped}).setCollector(collector).build();
-    dropped.reset();
-    EXPECT_TRUE(set.expired());
-    EXPECT_TRUE(droppedWatch.expired());
-    EXPECT_TRUE(StreamBufferUtils::returnStreamBuffer(kept));
-    EXPECT_FALSE(StreamBufferUtils::returnStreamBuffer(kept));
-    EXPECT_EQ(collector->single, Buffers{kept});
-}
-
-TEST(StreamBufferUtils, SharesPlatformRecordsAndClonesStreamInfo)
-{
-    auto info = stream(3);
-    platform::AppStreamBuffer record;
-    record.bufferId = 77;
-    StreamBufferBuilder b;
-    auto bare = b.setImageBuffer(builder(0x11, 64, 48).build()).setStreamInfo(info).build();
-    auto with = b.setStreamBufferInfo(record).build();
-    EXPECT_EQ(StreamBufferUtils::getHidlStreamInfo(bare), nullptr);
-    ASSERT_NE(StreamBufferUtils::getHidlStreamInfo(with), nullptr);
-    EXPECT_EQ(StreamBufferUtils::getHidlStreamInfo(with)->bufferId, 77u);
-    EXPECT_EQ(StreamBufferUtils::fetchStreamInfo({bare, with, bare}), (std::vector{info, info, info}));
-    EXPECT_TRUE(StreamBufferUtils::fetchStreamInfo({}).empty());
-
-    info->maxBuffers = 6;
-    auto clone = StreamBufferUtils::cloneStreamInfo(info);
-    b.setStreamId(12).build();
-    EXPECT_EQ(std::make_pair(clone->streamId, clone->maxBuffers), std::make_pair(3, 6u));
-}
-
-// Empty pointers are dropped or answered with empty ones, never handed to a
-// collector nor followed.
-TEST(StreamBufferUtils, RefuseEmptyPointers)
-{
-    auto collector = std::make_shared<Collector>();
-    auto a = requested(7, collector);
-    LogCapture capture;
-    EXPECT_EQ(StreamBufferSetBuilder().setStreamBuffer(nullptr).setCollector(collector).build(), nullptr);
-    EXPECT_EQ(StreamBufferSetBuilder(7).setStreamBuffers({nullptr, a}).setCollector(collector).build()->getSize(), 1u);
-    auto set = StreamBufferSetBuilder().setStreamBuffers({nullptr, a, nullptr}).setCollector(collector).build();
-    ASSERT_NE(set, nullptr);
-    EXPECT_EQ(set->getStreamBuffers(), Buffers{a});
-    EXPECT_TRUE(StreamBufferUtils::returnStreamBuffer(a));
-    EXPECT_EQ(collector->sets, std::vector<Buffers>{Buffers{a}});
-
-    EXPECT_EQ(StreamBufferUtils::cloneStreamInfo(nullptr), nullptr);
-    auto info = a->getStreamInfo();
-    EXPECT_EQ(StreamBufferUtils::fetchStreamInfo({a, nullptr, a}), (std::vector<std::shared_ptr<StreamInfo>>{info, nullptr, info}));
-    EXPECT_EQ(lines(capture), (Lines{"build: stream buffer set no source.", "cloneStreamInfo: no stream info",
-                                     "fetchStreamInfo: empty stream buffer"}));
+    EXPECT_TRUE(watch.expired());
+    EXPECT_FALSE(StreamBufferUtils::returnStreamBuffer(orphan));
 }
 
 } // namespace

@@ -24,29 +24,28 @@ struct FakeMapper : IMapper {
     char token = 0;
 
     Return<void> importBuffer(const hidl_handle&, typename IMapper::importBuffer_cb cb) override
-    {
-        calls++;
-        cb(importError, &token);
-        return {};
-    }
+    { calls++; cb(importError, &token); return {}; }
+    // Only what importBuffer handed out is taken back.
     Return<Error> freeBuffer(void* buffer) override
-    {
-        calls++;
-        return buffer == &token ? freeError : Error::BAD_BUFFER;
-    }
+    { calls++; return buffer == &token ? freeError : Error::BAD_BUFFER; }
 };
 
-// Lines logged ("function:level: message") and calls that reached versions 4, 3 and 2.
 using Result = std::pair<Lines, std::vector<int>>;
 
-class GrallocMapperTest : public testing::Test {
-protected:
-    void SetUp() override { HostServiceRegistry::clear(), g_logLv = 3; }
-    void TearDown() override { HostServiceRegistry::reset(), g_logLv = savedLevel; }
-
-    // Makes a mapper, imports a buffer and frees what was imported.
-    Result importAndFree()
-    {
+TEST(GrallocMapper, TakesTheNewestPassthroughVersionRefusingRemoteServices)
+{
+    const uint32_t savedLevel = g_logLv;
+    g_logLv = 3;
+    HostServiceRegistry::clear();
+    sp<FakeMapper<V4_0::IMapper, V4_0::Error>> v4 = new FakeMapper<V4_0::IMapper, V4_0::Error>;
+    sp<FakeMapper<V3_0::IMapper, V3_0::Error>> v3 = new FakeMapper<V3_0::IMapper, V3_0::Error>;
+    sp<FakeMapper<V2_0::IMapper, V2_0::Error>> v2 = new FakeMapper<V2_0::IMapper, V2_0::Error>;
+    HostServiceRegistry::add<V4_0::IMapper>(v4);
+    HostServiceRegistry::add<V3_0::IMapper>(v3);
+    HostServiceRegistry::add<V2_0::IMapper>(v2);
+    // A new mapper imports a buffer and frees it: the lines logged ("function:level:
+    // message") and the calls that reached versions 4, 3 and 2 so far.
+    auto importAndFree = [&] {
         LogCapture capture;
         GrallocMapper mapper;
         native_handle const* out = nullptr;
@@ -56,47 +55,31 @@ protected:
         for (const auto& r : capture.records())
             result.first.push_back(r.function + ":" + std::to_string(r.level) + ": " + r.message);
         return result;
-    }
-
-    sp<FakeMapper<V4_0::IMapper, V4_0::Error>> v4 = new FakeMapper<V4_0::IMapper, V4_0::Error>;
-    sp<FakeMapper<V3_0::IMapper, V3_0::Error>> v3 = new FakeMapper<V3_0::IMapper, V3_0::Error>;
-    sp<FakeMapper<V2_0::IMapper, V2_0::Error>> v2 = new FakeMapper<V2_0::IMapper, V2_0::Error>;
-    uint32_t savedLevel = g_logLv;
-};
-
-TEST_F(GrallocMapperTest, NewestPassthroughVersionWins)
-{
-    HostServiceRegistry::add<V4_0::IMapper>(v4);
-    HostServiceRegistry::add<V3_0::IMapper>(v3);
+    };
     EXPECT_EQ(importAndFree(), Result({"GrallocMapper:3: IMapperV4 enable"}, {2, 0, 0}));
     v4->importError = V4_0::Error::BAD_BUFFER; // refused: nothing to free
     EXPECT_EQ(importAndFree().second, (std::vector<int>{3, 0, 0}));
-}
 
-TEST_F(GrallocMapperTest, FallsBackToThreeThenTwoRefusingRemoteServices)
-{
-    HostServiceRegistry::add<V3_0::IMapper>(v3);
-    HostServiceRegistry::add<V2_0::IMapper>(v2);
-    v3->freeError = V3_0::Error::BAD_VALUE;
-    const Lines noV4 = {"GrallocMapper:3: get IMapperV4 fail, try to get IMapperV3"};
-    EXPECT_EQ(importAndFree(), Result({noV4[0], "GrallocMapper:3: IMapperV3 enable",
-                                       "freeBuffer:0: free Buffer fail : (3)"}, {0, 2, 0}));
-
-    // Binderised services, or instances not named "default", are not taken.
-    HostServiceRegistry::add<V4_0::IMapper>(v4, "default", Transport::REMOTE);
+    // Only a passthrough instance named "default" is taken.
+    HostServiceRegistry::remove(V4_0::IMapper::descriptor, "default");
     HostServiceRegistry::add<V4_0::IMapper>(v4, "other");
+    v3->freeError = V3_0::Error::BAD_VALUE;
+    const std::string noV4 = "GrallocMapper:3: get IMapperV4 fail, try to get IMapperV3";
+    EXPECT_EQ(importAndFree(), Result({noV4, "GrallocMapper:3: IMapperV3 enable",
+                                       "freeBuffer:0: free Buffer fail : (3)"}, {3, 2, 0}));
+    HostServiceRegistry::add<V4_0::IMapper>(v4, "default", Transport::REMOTE);
     HostServiceRegistry::add<V3_0::IMapper>(v3, "default", Transport::REMOTE);
-    EXPECT_EQ(importAndFree(), Result({noV4[0], "GrallocMapper:3: get IMapperV3 fail, try to get IMapperV2"},
-                                      {0, 2, 2})); // version 2 is taken without a word
-}
+    EXPECT_EQ(importAndFree(), Result({noV4, "GrallocMapper:3: get IMapperV3 fail, try to get IMapperV2"},
+                                      {3, 2, 2})); // version 2 is taken without a word
 
-TEST_F(GrallocMapperTest, WithoutMapperEveryCallDoesNothing)
-{
+    // Without any, every call does nothing; the version lines are built from level 3 only.
     HostServiceRegistry::add<V2_0::IMapper>(v2, "default", Transport::REMOTE);
-    g_logLv = 2; // the version lines are built from level 3 only
-    EXPECT_EQ(importAndFree(), Result({"GrallocMapper:0: get IMapperV2 fail!"}, {0, 0, 0}));
-    g_logLv = 0;
-    EXPECT_EQ(importAndFree(), Result({"GrallocMapper:0: get IMapperV2 fail!"}, {0, 0, 0}));
+    for (uint32_t level : {2u, 0u}) {
+        g_logLv = level;
+        EXPECT_EQ(importAndFree(), Result({"GrallocMapper:0: get IMapperV2 fail!"}, {3, 2, 2})) << level;
+    }
+    HostServiceRegistry::reset();
+    g_logLv = savedLevel;
 }
 
 } // namespace
