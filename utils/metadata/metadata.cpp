@@ -32,14 +32,19 @@ MetadataBuffer allocator(unsigned int entryCapacity, unsigned int dataCapacity)
                           [](camera_metadata* meta) { free_camera_metadata(meta); });
 }
 
-// An exact copy of src; empty when it cannot be made.
-MetadataBuffer copyOf(const camera_metadata* src)
+// Growing frees the owned buffer before the append reads it, so a source
+// that is the owned buffer is read from an exact copy, kept in copy. Empty
+// when the copy cannot be made, which fails the append.
+const camera_metadata* appendSource(const camera_metadata* src, const camera_metadata* own,
+                                    MetadataBuffer& copy)
 {
-    MetadataBuffer copy = allocator(static_cast<unsigned int>(get_camera_metadata_entry_count(src)),
-                                    static_cast<unsigned int>(get_camera_metadata_data_count(src)));
+    if (src == nullptr || src != own)
+        return src;
+    copy = allocator(static_cast<unsigned int>(get_camera_metadata_entry_count(src)),
+                     static_cast<unsigned int>(get_camera_metadata_data_count(src)));
     if (copy != nullptr && append_camera_metadata(copy.get(), src) != 0)
         copy.reset();
-    return copy;
+    return copy.get();
 }
 
 // Logs both buffers' room after a failed append, target first.
@@ -251,13 +256,8 @@ bool MetadataImpl::relocateMetaCheck(const camera_metadata* src)
 
 bool MetadataImpl::appendMetadata(const camera_metadata* meta)
 {
-    // Growing frees the owned buffer before the append reads it: an object
-    // appended into itself is read from a copy. A failed copy fails the append.
     MetadataBuffer self;
-    if (meta != nullptr && meta == mMeta.get()) {
-        self = copyOf(meta);
-        meta = self.get();
-    }
+    meta = appendSource(meta, mMeta.get(), self);
     if (!relocateMetaCheck(meta))
         return false;
     if (append_camera_metadata(mMeta.get(), meta) != 0) {
@@ -270,12 +270,9 @@ bool MetadataImpl::appendMetadata(const camera_metadata* meta)
 
 bool MetadataImpl::appendMetadata(std::shared_ptr<Metadata> meta)
 {
-    const camera_metadata* src = meta != nullptr ? meta->getFwkMetadata() : nullptr;
     MetadataBuffer self;
-    if (src != nullptr && src == mMeta.get()) {
-        self = copyOf(src);
-        src = self.get();
-    }
+    const camera_metadata* src =
+        appendSource(meta != nullptr ? meta->getFwkMetadata() : nullptr, mMeta.get(), self);
     if (!relocateMetaCheck(src))
         return false;
     if (append_camera_metadata(mMeta.get(), src) != 0) {
