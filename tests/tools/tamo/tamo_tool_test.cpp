@@ -159,8 +159,7 @@ TEST_F(TamoTool, Raw2PngUnpacksNv21AndRaw10)
 
     // RAW10 8x1, samples 3 2 1 0 4 8 0 0, four to five bytes: their high
     // bits, then their low bits, the first sample's lowest; rows of 64 bytes.
-    std::string raw10{0, 0, 0, 0, 0x3 | 0x2 << 2 | 0x1 << 4, 1, 2, 0, 0, 0};
-    write("grey.raw10", raw10.append(54, '\0'));
+    write("grey.raw10", std::string{0, 0, 0, 0, 0x3 | 0x2 << 2 | 0x1 << 4, 1, 2, 0, 0, 0}.append(54, '\0'));
     ASSERT_EQ(tamo("raw2png --format raw10 --size 8x1 --bayer grey grey.raw10 grey.png").status, 0);
     png = decode("grey.png");
     ASSERT_EQ(png.width, 8u);
