@@ -53,29 +53,36 @@ std::optional<Layout> layoutOf(uint64_t w, uint64_t h, int32_t format)
     constexpr uint64_t kMaxSide = std::numeric_limits<int32_t>::max();
     if (w == 0 || h == 0 || w > kMaxSide || h > kMaxSide)
         return std::nullopt;
+    Layout l;
+    auto chroma = [&l](uint64_t cb, uint64_t cr, uint32_t step) {
+        l.ycbcr = true;
+        l.cb = cb;
+        l.cr = cr;
+        l.chromaStep = step;
+    };
     uint64_t stride = align(w);
     uint64_t chromaStride = stride;
-    uint64_t chromaRows = 0; // per chroma plane
-    Layout l;
+    uint64_t chromaSize = 0;
+    const uint64_t luma = stride * h;
     switch (format) {
-    case HAL_PIXEL_FORMAT_YCBCR_422_SP: // Cb first
-        chromaRows = h;
-        l = {0, 0, 0, 1, true, stride * h, stride * h + 1, 0, 2};
+    case HAL_PIXEL_FORMAT_YCBCR_422_SP:
+        chromaSize = luma;
+        chroma(luma, luma + 1, 2);
         break;
-    case HAL_PIXEL_FORMAT_YCRCB_420_SP: // Cr first, and so is the flexible format
+    case HAL_PIXEL_FORMAT_YCRCB_420_SP: // and the flexible format alike: Cr first
     case HAL_PIXEL_FORMAT_YCBCR_420_888:
-        chromaRows = (h + 1) / 2;
-        l = {0, 0, 0, 1, true, stride * h + 1, stride * h, 0, 2};
+        chromaSize = stride * ((h + 1) / 2);
+        chroma(luma + 1, luma, 2);
         break;
-    case HAL_PIXEL_FORMAT_YV12: // Cr plane, then Cb plane
-        chromaRows = (h + 1) / 2;
+    case HAL_PIXEL_FORMAT_YV12: // a Cr plane, then a Cb plane
         chromaStride = align(stride / 2);
-        l = {0, 0, 0, 1, true, stride * h + chromaStride * chromaRows, stride * h, 0, 1};
-        chromaRows *= 2;
+        chromaSize = 2 * chromaStride * ((h + 1) / 2);
+        chroma(luma + chromaSize / 2, luma, 1);
         break;
     case HAL_PIXEL_FORMAT_YCBCR_422_I: // Y0 Cb Y1 Cr
         stride = chromaStride = align(2 * w);
-        l = {0, 0, 0, 2, true, 1, 3, 0, 4};
+        l.bytesPerPixel = 2;
+        chroma(1, 3, 4);
         break;
     case HAL_PIXEL_FORMAT_RAW16:
     case HAL_PIXEL_FORMAT_Y16:
@@ -98,7 +105,7 @@ std::optional<Layout> layoutOf(uint64_t w, uint64_t h, int32_t format)
     default:
         return std::nullopt;
     }
-    l.size = stride * h + chromaStride * chromaRows;
+    l.size = stride * h + chromaSize;
     if (l.size > kMaxSize)
         return std::nullopt;
     l.stride = static_cast<uint32_t>(stride);
@@ -113,24 +120,21 @@ std::optional<Layout> layoutOf(uint64_t w, uint64_t h, int32_t format)
     return l;
 }
 
-struct Buffer {
-    uint8_t* base = nullptr;
-    size_t size = 0;
-    Layout layout;
+// The geometry a handle of ours carries.
+struct Geometry {
     uint32_t width = 0;
     uint32_t height = 0;
     int32_t format = 0;
     uint64_t usage = 0;
-    uint32_t locks = 0;
-    bool allocated = false;
 };
 
-// The geometry a handle of ours carries.
-struct Geometry {
-    uint32_t width;
-    uint32_t height;
-    int32_t format;
-    uint64_t usage;
+struct Buffer {
+    uint8_t* base = nullptr;
+    size_t size = 0;
+    Geometry geometry;
+    Layout layout;
+    uint32_t locks = 0;
+    bool allocated = false;
 };
 
 std::optional<Geometry> geometryOf(buffer_handle_t handle)
@@ -227,8 +231,9 @@ public:
         if (it == buffers.end())
             return false;
         const Buffer& b = it->second;
-        return b.width == w && b.height == h && layers == 1 && b.format == format &&
-               (usage & ~b.usage) == 0 && b.layout.pixelStride == stride;
+        return b.geometry.width == w && b.geometry.height == h && layers == 1 &&
+               b.geometry.format == format && (usage & ~b.geometry.usage) == 0 &&
+               b.layout.pixelStride == stride;
     }
 
     status_t free(buffer_handle_t handle)
@@ -259,11 +264,11 @@ public:
             return BAD_VALUE;
         Buffer& b = it->second;
         const bool cpu = (usage & (kCpuRead | kCpuWrite)) != 0;
-        const bool allowed = ((usage & kCpuRead) == 0 || (b.usage & kCpuRead) != 0) &&
-                             ((usage & kCpuWrite) == 0 || (b.usage & kCpuWrite) != 0);
+        const bool allowed = ((usage & kCpuRead) == 0 || (b.geometry.usage & kCpuRead) != 0) &&
+                             ((usage & kCpuWrite) == 0 || (b.geometry.usage & kCpuWrite) != 0);
         const bool inside = bounds.left >= 0 && bounds.top >= 0 && bounds.isValid() &&
-                            static_cast<uint32_t>(bounds.right) <= b.width &&
-                            static_cast<uint32_t>(bounds.bottom) <= b.height;
+                            static_cast<uint32_t>(bounds.right) <= b.geometry.width &&
+                            static_cast<uint32_t>(bounds.bottom) <= b.geometry.height;
         if (!cpu || !allowed || !inside || (chroma && !b.layout.ycbcr))
             return BAD_VALUE;
         b.locks++;
@@ -311,9 +316,8 @@ private:
             closeHandle(handle);
             return NO_MEMORY;
         }
-        const Geometry g = *geometryOf(handle);
-        Buffer buffer{static_cast<uint8_t*>(base), size, layout, g.width, g.height, g.format,
-                      g.usage, 0, allocated};
+        const Buffer buffer{static_cast<uint8_t*>(base), size, *geometryOf(handle), layout, 0,
+                            allocated};
         std::lock_guard<std::mutex> guard(mutex);
         buffers[handle] = buffer;
         if (allocated)
