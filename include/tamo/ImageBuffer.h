@@ -139,8 +139,9 @@ public:
     uint32_t getScanlines(unsigned int plane) const override;
 
     bool allocateGrallocBuffer();
-    // Lock the handle through the mapper and fill the plane table: lock()
-    // for single-plane formats, lockYCbCr() for the others.
+    // What the first of nested lock(name) calls runs: lock the handle
+    // through the mapper and fill the plane table, lock() for single-plane
+    // formats, lockYCbCr() for the others. They do not count nesting.
     bool lock();
     bool lockYCbCr();
 
