@@ -100,29 +100,16 @@ protected:
 };
 
 /*
- * A gralloc buffer, either allocated for it (and freed with it) or wrapping
- * a handle its user owns.
+ * A gralloc buffer, either allocated for it through the platform's
+ * allocator (and freed with it) or wrapping a handle its user owns and has
+ * imported into the process.
  *
- * Plane layout of an allocation of (w, h, format), A(x) being x rounded up
- * to a multiple of 16, planes back to back in this order, sizes in bytes:
- *
- *   format              planes: stride x scanlines
- *   NV16 (0x10)         Y A(w) x h,  CbCr A(w) x h
- *   NV21 (0x11)         Y A(w) x h,  CrCb A(w) x (h + 1) / 2
- *   YCbCr_420_888       Y A(w) x h,  CbCr A(w) x (h + 1) / 2
- *   YV12                Y A(w) x h,  Cr A(A(w) / 2) x (h + 1) / 2,  Cb as Cr
- *   YUY2 (0x14)         A(2w) x h
- *   RAW16 (0x20)        2 A(w) x h
- *   RAW10 (0x25)        A(5 ceil(w / 4)) x h
- *   RAW12 (0x26)        A(3 ceil(w / 2)) x h
- *   Y8                  A(w) x h
- *   Y16                 2 A(w) x h
- *   BLOB (0x21)         w x h, that is width * height * 3 bytes x 1
- *
- * Locks nest: the first maps the buffer and fills the plane table, the
- * last unlock empties it and unmaps. An imported handle maps when it is
- * one the allocator made (or a clone of one, as the mapper imports).
- * A buffer is used by one thread at a time.
+ * Locks nest: the first locks the handle through the platform's mapper for
+ * CPU reading and writing and fills the plane table with what the mapper
+ * reports (address, bytes per row, rows of every plane the format has; the
+ * layout is the allocator's), the last unlocks it and empties the table.
+ * A buffer is used by one thread at a time; different buffers may be used
+ * on different threads at once.
  */
 class GrallocBuffer : public ImageBufferImpl {
 public:
@@ -144,22 +131,28 @@ public:
     bool loadFromFile(std::string const& path) override;
     void dump() override;
     bool lock(std::string name) override;
-    // 0 when a lock was released, -1 otherwise.
+    // The mapper's status for the last unlock of a nesting, 0 for an inner
+    // one, -1 when nothing is locked.
     int32_t unlock(std::string name) override;
     void* getVa(unsigned int plane) override;
     uint32_t getStride(unsigned int plane) const override;
     uint32_t getScanlines(unsigned int plane) const override;
 
     bool allocateGrallocBuffer();
-    // Map the buffer and fill the plane table; true at once when mapped.
+    // What the first of nested lock(name) calls runs: lock the handle
+    // through the mapper and fill the plane table, lock() for single-plane
+    // formats, lockYCbCr() for the others. They do not count nesting.
     bool lock();
     bool lockYCbCr();
 
 private:
     friend class PlatformBufferAllocator;
 
-    bool mapPlanes();
-    void unmapPlanes();
+    enum class Transfer { DONE, OPEN_FAILED, LOCK_FAILED, NOT_MAPPED };
+
+    // Moves every plane into or out of the file at path; the caller logs
+    // the outcome, so that the line names it.
+    Transfer transferPlanes(std::string const& path, bool save, int& openError);
 
     std::vector<Plane> planes;
     std::string lockLabel;
@@ -172,8 +165,7 @@ private:
     native_handle const* acquireFence = nullptr;
 
     uint32_t lockCount = 0;
-    void* mappedBase = nullptr;
-    size_t mappedSize = 0;
+    native_handle const* lockedHandle = nullptr; // what the mapper has locked
 };
 
 /*

@@ -17,9 +17,9 @@ const uint32_t kConvertibleFormats[] = {
     HAL_PIXEL_FORMAT_Y16, HAL_PIXEL_FORMAT_RAW10, HAL_PIXEL_FORMAT_RAW12, HAL_PIXEL_FORMAT_RAW16,
 };
 
-uint64_t align16(uint64_t bytes)
+uint64_t align64(uint64_t bytes)
 {
-    return (bytes + 15) / 16 * 16;
+    return (bytes + 63) / 64 * 64;
 }
 
 uint64_t half(uint64_t n)
@@ -70,10 +70,9 @@ YuvLayout yuvLayout(uint32_t format)
 {
     switch (format) {
     case HAL_PIXEL_FORMAT_YCBCR_422_SP: return {1, 1, 0, 1, 1, 2, 1};
-    case HAL_PIXEL_FORMAT_YCRCB_420_SP: return {1, 1, 1, 1, 0, 2, 2};
     case HAL_PIXEL_FORMAT_YV12: return {1, 2, 0, 1, 0, 1, 2};
     case HAL_PIXEL_FORMAT_YCBCR_422_I: return {2, 0, 1, 0, 3, 4, 1};
-    default: return {1, 1, 0, 1, 1, 2, 2}; // YCbCr_420_888: Cb then Cr, interleaved
+    default: return {1, 1, 1, 1, 0, 2, 2}; // NV21, and YCbCr_420_888 as the host lays it out
     }
 }
 
@@ -207,20 +206,15 @@ std::vector<PlaneGeometry> hostGeometry(uint32_t format, uint32_t width, uint32_
     const auto needs = planeNeeds(format, width, height);
     if (needs.empty() || format == HAL_PIXEL_FORMAT_BLOB)
         return {};
-    // The allocator aligns the luma row of every format but YUY2, and Y16
-    // and RAW16 rows hold 2 bytes per pixel of that aligned width.
-    uint64_t first = align16(needs[0].first);
-    if (format == HAL_PIXEL_FORMAT_RAW16 || format == HAL_PIXEL_FORMAT_Y16)
-        first = 2 * align16(width);
-    if (stride != 0)
-        first = stride;
+    // The allocator pads every row to 64 bytes.
+    uint64_t first = stride != 0 ? stride : align64(needs[0].first);
 
     std::vector<PlaneGeometry> planes;
     size_t offset = 0;
     for (size_t i = 0; i < needs.size(); i++) {
         uint64_t rowBytes = first;
         if (i > 0 && format == HAL_PIXEL_FORMAT_YV12)
-            rowBytes = align16(first / 2);
+            rowBytes = align64(first / 2);
         planes.push_back({offset, static_cast<uint32_t>(rowBytes),
                           static_cast<uint32_t>(needs[i].second)});
         offset += rowBytes * needs[i].second;

@@ -55,7 +55,7 @@ bool isRawFormat(uint32_t format);
 
 /*
  * The planes of a width x height frame as the host allocator lays them out
- * (see GrallocBuffer in tamo/ImageBuffer.h), back to back. A non-zero
+ * (see ui/HostGralloc.h of the host libui), back to back. A non-zero
  * stride replaces the first plane's; the chroma planes follow it. Empty for
  * a format toImage() does not read.
  */

@@ -48,12 +48,13 @@ void fillYuv(const Frame& f, Rect r, Rgb c)
     const uint8_t cr = toByte(128.0f + 0.5f * c.r - 0.418688f * c.g - 0.081312f * c.b);
     for (uint32_t row = r.y; row < r.y + r.h; row++)
         std::memset(f.planes[0].data + size_t{row} * f.planes[0].stride + r.x, y, r.w);
+    // Interleaved 4:2:0 chroma, Cr first as the host lays out YCbCr_420_888.
     const Plane& chroma = f.planes[1];
     for (uint32_t row = r.y / 2; row < (r.y + r.h + 1) / 2; row++) {
         uint8_t* line = chroma.data + size_t{row} * chroma.stride;
         for (uint32_t col = r.x / 2; col < (r.x + r.w + 1) / 2; col++) {
-            line[2 * col] = cb;
-            line[2 * col + 1] = cr;
+            line[2 * col] = cr;
+            line[2 * col + 1] = cb;
         }
     }
 }

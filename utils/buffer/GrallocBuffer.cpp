@@ -1,22 +1,32 @@
 #include <tamo/ImageBuffer.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <limits>
 #include <utility>
+
+#include <unistd.h>
 
 #include <system/graphics.h>
 
 #include "Gralloc1Wrapper.h"
-#include "GrallocBackend.h"
 #include "ImageBufferPrivate.h"
 #include "TamoLog.h"
 
 // TAMO_GRALLOC_PLACEHOLDER: buffers without memory. Allocation succeeds
 // without allocating, lock only records its label, unlock answers -1 and
-// the plane table stays empty.
+// the plane table stays empty. Otherwise buffers are allocated and locked
+// through libui.
 #ifndef TAMO_GRALLOC_PLACEHOLDER
 #define TAMO_GRALLOC_PLACEHOLDER 0
+#endif
+
+#if !TAMO_GRALLOC_PLACEHOLDER
+#include <ui/GraphicBufferAllocator.h>
+#include <ui/GraphicBufferMapper.h>
+#include <ui/Rect.h>
 #endif
 
 namespace tamo {
@@ -144,9 +154,13 @@ GrallocBuffer::GrallocBuffer(std::shared_ptr<ImageInfo> info) : ImageBufferImpl(
 
 GrallocBuffer::~GrallocBuffer()
 {
-    unmapPlanes();
-    // Only an allocated buffer has a handle of its own.
-    gralloc::release(const_cast<native_handle*>(handle));
+#if !TAMO_GRALLOC_PLACEHOLDER
+    if (lockedHandle != nullptr)
+        android::GraphicBufferMapper::get().unlock(lockedHandle);
+    // An imported handle stays its owner's.
+    if (handle != nullptr)
+        android::GraphicBufferAllocator::get().free(handle);
+#endif
 }
 
 native_handle const** GrallocBuffer::getBufferHandle()
@@ -167,60 +181,59 @@ native_handle const* GrallocBuffer::getReleaseFence()
 bool GrallocBuffer::saveToFile(std::string const& path)
 {
     TAMO_LOGI_IF_ENABLED(" save as %s", path.c_str());
-
-    // A buffer that cannot be mapped is refused before the path is touched:
-    // nothing is created, truncated or removed.
-    const std::string label = "saveToFile_" + path;
-    if (!lock(label))
-        return false;
-    const unsigned int count = ImageBufferUtils::getNumberOfPlanes(info->format);
-    if (planes.size() < count) {
-        TAMO_LOGE("buffer not mapped [%s]", path.c_str());
-        unlock(label);
-        return false;
-    }
-
-    errno = 0;
-    FILE* file = std::fopen(path.c_str(), "w");
-    if (file == nullptr) {
-        int error = errno;
+    int error = 0;
+    const Transfer result = transferPlanes(path, true, error);
+    if (result == Transfer::OPEN_FAILED)
         TAMO_LOGE("open fail(%d) %s [%s]", error, std::strerror(error), path.c_str());
-        unlock(label);
-        return false;
-    }
-    for (unsigned int i = 0; i < count; i++)
-        std::fwrite(planes[i].va, 1, static_cast<size_t>(planes[i].stride) * planes[i].scanlines,
-                    file);
-    std::fclose(file);
-    unlock(label);
-    return true;
+    else if (result == Transfer::NOT_MAPPED)
+        TAMO_LOGE("buffer not mapped [%s]", path.c_str());
+    return result == Transfer::DONE;
 }
 
 bool GrallocBuffer::loadFromFile(std::string const& path)
 {
-    errno = 0;
-    FILE* file = std::fopen(path.c_str(), "r");
-    if (file == nullptr) {
-        int error = errno;
+    int error = 0;
+    const Transfer result = transferPlanes(path, false, error);
+    if (result == Transfer::OPEN_FAILED)
         TAMO_LOGE("open fail(%d) %s [%s]", error, std::strerror(error), path.c_str());
-        return false;
+    else if (result == Transfer::NOT_MAPPED)
+        TAMO_LOGE("buffer not mapped [%s]", path.c_str());
+    return result == Transfer::DONE;
+}
+
+GrallocBuffer::Transfer GrallocBuffer::transferPlanes(std::string const& path, bool save,
+                                                      int& openError)
+{
+    // A refused save takes back a file it created, not one it truncated.
+    const bool existed = save && access(path.c_str(), F_OK) == 0;
+    errno = 0;
+    FILE* file = std::fopen(path.c_str(), save ? "w" : "r");
+    if (file == nullptr) {
+        openError = errno;
+        return Transfer::OPEN_FAILED;
     }
 
-    const std::string label = "loadFromFile_" + path;
-    bool locked = lock(label);
+    const std::string label = (save ? "saveToFile_" : "loadFromFile_") + path;
+    const bool locked = lock(label);
     const unsigned int count = ImageBufferUtils::getNumberOfPlanes(info->format);
-    bool mapped = locked && planes.size() >= count;
-    if (locked && !mapped)
-        TAMO_LOGE("buffer not mapped [%s]", path.c_str());
+    const bool mapped = locked && planes.size() >= count;
     // A short file leaves the rest of the buffer as it was.
-    for (unsigned int i = 0; mapped && i < count; i++)
-        std::fread(planes[i].va, 1, static_cast<size_t>(planes[i].stride) * planes[i].scanlines,
-                   file);
+    for (unsigned int i = 0; mapped && i < count; i++) {
+        const size_t bytes = static_cast<size_t>(planes[i].stride) * planes[i].scanlines;
+        if (save)
+            std::fwrite(planes[i].va, 1, bytes, file);
+        else
+            std::fread(planes[i].va, 1, bytes, file);
+    }
 
     std::fclose(file);
+    if (save && !mapped && !existed)
+        std::remove(path.c_str());
     if (locked)
         unlock(label);
-    return mapped;
+    if (mapped)
+        return Transfer::DONE;
+    return locked ? Transfer::NOT_MAPPED : Transfer::LOCK_FAILED;
 }
 
 void GrallocBuffer::dump()
@@ -244,9 +257,12 @@ bool GrallocBuffer::lock(std::string name)
 #if TAMO_GRALLOC_PLACEHOLDER
     return true;
 #else
-    if (lockCount == 0 && !lock()) {
-        TAMO_LOGE("lock fail [%s]", lockLabel.c_str());
-        return false;
+    if (lockCount == 0) {
+        const bool multiPlane = ImageBufferUtils::getNumberOfPlanes(info->format) > 1;
+        if (!(multiPlane ? lockYCbCr() : lock())) {
+            TAMO_LOGE("lock fail [%s]", lockLabel.c_str());
+            return false;
+        }
     }
     lockCount++;
     return true;
@@ -263,9 +279,11 @@ int32_t GrallocBuffer::unlock(std::string name)
         TAMO_LOGE("unlock without lock [%s]", name.c_str());
         return -1;
     }
-    if (--lockCount == 0)
-        unmapPlanes();
-    return 0;
+    if (--lockCount > 0)
+        return 0;
+    planes.clear();
+    native_handle const* locked = std::exchange(lockedHandle, nullptr);
+    return android::GraphicBufferMapper::get().unlock(locked);
 #endif
 }
 
@@ -308,45 +326,119 @@ uint32_t GrallocBuffer::getScanlines(unsigned int plane) const
     return planes[plane].scanlines;
 }
 
+#if TAMO_GRALLOC_PLACEHOLDER
+
 bool GrallocBuffer::allocateGrallocBuffer()
 {
-#if TAMO_GRALLOC_PLACEHOLDER
     return true;
-#else
-    if (handle == nullptr)
-        handle = gralloc::allocate(allocWidth, allocHeight, allocFormat,
-                                   info->producerUsage | info->consumerUsage);
-    return handle != nullptr;
-#endif
 }
 
 bool GrallocBuffer::lock()
 {
-#if TAMO_GRALLOC_PLACEHOLDER
     return true;
-#else
-    return mappedBase != nullptr || mapPlanes();
-#endif
 }
 
 bool GrallocBuffer::lockYCbCr()
 {
-    // The plane table already separates luma and chroma.
-    return lock();
+    return true;
 }
 
-bool GrallocBuffer::mapPlanes()
+#else
+
+namespace {
+
+// What buffers are allocated for and locked with: CPU reads and writes
+// (GRALLOC_USAGE_SW_READ_OFTEN | GRALLOC_USAGE_SW_WRITE_OFTEN).
+constexpr uint32_t kCpuUsage = 0x3 | 0x30;
+constexpr const char* kRequestor = "libtamo_utils";
+
+uint32_t toU32(size_t value)
+{
+    return value > std::numeric_limits<uint32_t>::max() ? 0 : static_cast<uint32_t>(value);
+}
+
+} // namespace
+
+bool GrallocBuffer::allocateGrallocBuffer()
+{
+    buffer_handle_t allocated = nullptr;
+    uint32_t stride = 0; // in pixels; the plane table takes the mapper's bytes per row
+    const android::status_t status = android::GraphicBufferAllocator::get().allocate(
+            allocWidth, allocHeight, static_cast<android::PixelFormat>(allocFormat), 1,
+            info->producerUsage | info->consumerUsage | kCpuUsage, &allocated, &stride, kRequestor);
+    if (status != android::NO_ERROR)
+        return false;
+    handle = allocated;
+    return true;
+}
+
+bool GrallocBuffer::lock()
 {
     native_handle const* target = importedHandle != nullptr ? *importedHandle : handle;
-    return gralloc::map(target, &mappedBase, &mappedSize, planes);
+    android::GraphicBufferMapper& mapper = android::GraphicBufferMapper::get();
+    void* va = nullptr;
+    int32_t bytesPerStride = 0;
+    if (target == nullptr ||
+        mapper.lock(target, kCpuUsage, android::Rect(allocWidth, allocHeight), &va, nullptr,
+                    &bytesPerStride) != android::NO_ERROR)
+        return false;
+    if (va == nullptr || bytesPerStride <= 0) {
+        mapper.unlock(target);
+        return false;
+    }
+    planes.assign(1, Plane{va, static_cast<uint32_t>(bytesPerStride), allocHeight});
+    lockedHandle = target;
+    return true;
 }
 
-void GrallocBuffer::unmapPlanes()
+bool GrallocBuffer::lockYCbCr()
 {
-    planes.clear();
-    gralloc::unmap(mappedBase, mappedSize);
-    mappedBase = nullptr;
-    mappedSize = 0;
+    native_handle const* target = importedHandle != nullptr ? *importedHandle : handle;
+    android::GraphicBufferMapper& mapper = android::GraphicBufferMapper::get();
+    android_ycbcr ycbcr{};
+    if (target == nullptr ||
+        mapper.lockYCbCr(target, kCpuUsage, android::Rect(allocWidth, allocHeight), &ycbcr) !=
+                android::NO_ERROR)
+        return false;
+
+    // The mapper reports no row counts: the luma rows are what lies before
+    // the chroma, and the chroma rows follow from the format.
+    auto* y = static_cast<uint8_t*>(ycbcr.y);
+    auto* cb = static_cast<uint8_t*>(ycbcr.cb);
+    auto* cr = static_cast<uint8_t*>(ycbcr.cr);
+    uint8_t* chroma = std::min(cb, cr);
+    const uint32_t ystride = toU32(ycbcr.ystride);
+    const uint32_t cstride = toU32(ycbcr.cstride);
+    bool ok = y != nullptr && cb != nullptr && cr != nullptr && chroma > y && ystride != 0 &&
+              cstride != 0;
+    const uint32_t lumaRows = ok ? toU32(static_cast<size_t>(chroma - y) / ystride) : 0;
+    ok = ok && lumaRows >= allocHeight;
+    if (ok && ImageBufferUtils::getNumberOfPlanes(info->format) == 3) {
+        // YV12: a Cr plane, then a Cb plane of the same size.
+        const uint32_t chromaRows = toU32(static_cast<size_t>(cb - cr) / cstride);
+        ok = ycbcr.chroma_step == 1 && cr < cb && chromaRows >= (allocHeight + 1) / 2;
+        planes = {{y, ystride, lumaRows}, {cr, cstride, chromaRows}, {cb, cstride, chromaRows}};
+    } else if (ok) {
+        // One plane of interleaved chroma, in the order the format names
+        // (either for YCbCr_420_888); NV16 has a chroma row per luma row.
+        const bool crFirst = cr < cb;
+        const unsigned int format = info->format;
+        ok = ycbcr.chroma_step == 2 && (crFirst ? cb - cr : cr - cb) == 1 &&
+             !(format == HAL_PIXEL_FORMAT_YCBCR_422_SP && crFirst) &&
+             !(format == HAL_PIXEL_FORMAT_YCRCB_420_SP && !crFirst);
+        const uint32_t chromaRows =
+                format == HAL_PIXEL_FORMAT_YCBCR_422_SP ? lumaRows : (lumaRows + 1) / 2;
+        planes = {{y, ystride, lumaRows}, {chroma, cstride, chromaRows}};
+    }
+    if (!ok) {
+        planes.clear();
+        mapper.unlock(target);
+        return false;
+    }
+    lockedHandle = target;
+    return true;
 }
+
+#endif
 
 } // namespace tamo

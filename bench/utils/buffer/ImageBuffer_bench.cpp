@@ -60,6 +60,28 @@ void BM_PoolAcquireReleaseContended(benchmark::State& state)
 BENCHMARK_TEMPLATE(BM_PoolAcquireReleaseContended, 2)->Threads(2)->UseRealTime();
 BENCHMARK_TEMPLATE(BM_PoolAcquireReleaseContended, 1)->Threads(2)->UseRealTime();
 
+// One lock and unlock pair. The mapper maps a buffer once, when it is
+// allocated, so the pair costs the same whatever the buffer's size; YCbCr
+// formats lock through lockYCbCr.
+void BM_LockUnlock(benchmark::State& state)
+{
+    auto buffer = ImageBufferBuilder()
+                          .setImageFormat(static_cast<unsigned int>(state.range(0)))
+                          .setSize(static_cast<unsigned int>(state.range(1)),
+                                   static_cast<unsigned int>(state.range(2)))
+                          .build();
+    for (auto _ : state) {
+        buffer->lock("bench");
+        benchmark::DoNotOptimize(buffer->getVa(0));
+        buffer->unlock("bench");
+    }
+}
+BENCHMARK(BM_LockUnlock)
+        ->ArgNames({"format", "w", "h"})
+        ->Args({0x20, 640, 480})
+        ->Args({0x20, 4000, 3000})
+        ->Args({0x23, 1920, 1080});
+
 void BM_GetFormatString(benchmark::State& state)
 {
     unsigned int format = static_cast<unsigned int>(state.range(0));

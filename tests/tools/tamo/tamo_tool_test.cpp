@@ -158,8 +158,8 @@ TEST_F(TamoTool, Raw2PngUnpacksNv21AndRaw10)
     expectColour(png, 1, 1, {255, 0, 0});
 
     // RAW10 8x1, samples 3 2 1 0 4 8 0 0, four to five bytes: their high
-    // bits, then their low bits, the first sample's lowest; rows of 16 bytes.
-    write("grey.raw10", std::string{0, 0, 0, 0, 0x3 | 0x2 << 2 | 0x1 << 4, 1, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0});
+    // bits, then their low bits, the first sample's lowest; rows of 64 bytes.
+    write("grey.raw10", std::string{0, 0, 0, 0, 0x3 | 0x2 << 2 | 0x1 << 4, 1, 2, 0, 0, 0}.append(54, '\0'));
     ASSERT_EQ(tamo("raw2png --format raw10 --size 8x1 --bayer grey grey.raw10 grey.png").status, 0);
     png = decode("grey.png");
     ASSERT_EQ(png.width, 8u);
@@ -182,14 +182,14 @@ TEST_F(TamoTool, MetaDumpsWhatMakeWroteAndEveryCommandRefusesWithOneLine)
     write("bad.meta", good.substr(0, good.size() - 8));
     write("huge.meta", "");
     fs::resize_file(dir / "huge.meta", 65u << 20);
-    write("short.raw10", std::string(15, '\0'));
+    write("short.raw10", std::string(63, '\0'));
     const std::pair<std::string, std::string> refused[] = {
         {"meta dump bad.meta", "bad.meta: not a valid camera metadata buffer (" + std::to_string(good.size() - 8) +
                                        " bytes)\n"},
         {"meta dump huge.meta", "huge.meta: 68157440 bytes, too big for camera metadata"},
         {"meta make --camera 9 none.meta", "the platform has no camera 9\n"},
         {"raw2png --format raw10 --size 8x1 short.raw10 short.png",
-         "short.raw10: 15 bytes, too short: 8x1 raw10 at stride 16 takes 16\n"},
+         "short.raw10: 63 bytes, too short: 8x1 raw10 at stride 64 takes 64\n"},
     };
     for (const auto& [args, reason] : refused) {
         Outcome bad = tamo(args);

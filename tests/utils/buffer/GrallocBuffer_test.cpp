@@ -4,11 +4,15 @@
 #include <iterator>
 #include <tuple>
 
+#include <tamo/GrallocMapper.h>
+#include <ui/GraphicBufferMapper.h>
+#include <ui/HostGralloc.h>
 #include <unistd.h>
 
 using namespace tamo;
 using namespace buffertest;
 using U = ImageBufferUtils;
+using android::host::HostGralloc;
 
 namespace {
 
@@ -48,51 +52,118 @@ TEST(ImageBufferUtils, FormatTableWithItsAsymmetries)
         EXPECT_TRUE(r.level == 0 && r.file == "GrallocBuffer.cpp");
 }
 
-// The plane table fills only under a lock, which nests; a dump file holds
-// the planes back to back at full stride, without a header, and loads back.
-TEST(GrallocBuffer, PlanesNeedALockAndDumpBackToBack)
+using Table = std::vector<std::pair<uint32_t, uint32_t>>; // bytes per row, rows
+
+// Every allocatable format's plane table is the allocator's layout as the
+// mapper reports it, planes back to back from where the mapper maps the handle.
+TEST(GrallocBuffer, PlaneTablesAreWhatTheMapperReports)
+{
+    // 100x61: rows padded to 64 bytes, chroma rows rounded up; a blob is one row.
+    const std::pair<unsigned int, Table> formats[] = {
+        {0x10, {{128, 61}, {128, 61}}}, {0x11, {{128, 61}, {128, 31}}}, {0x23, {{128, 61}, {128, 31}}},
+        {0x32315659, {{128, 61}, {64, 31}, {64, 31}}}, {0x14, {{256, 61}}}, {0x20, {{256, 61}}},
+        {0x25, {{128, 61}}}, {0x26, {{192, 61}}}, {0x20203859, {{128, 61}}}, {0x20363159, {{256, 61}}},
+        {0x21, {{18300, 1}}}};
+    LogCapture capture;
+    for (const auto& [format, expected] : formats) {
+        SCOPED_TRACE(format);
+        auto buffer = builder(format, 100, 61).build();
+        ASSERT_TRUE(buffer && buffer->lock("table"));
+        uint8_t* next = nullptr; // where the mapper maps the handle
+        auto& mapper = android::GraphicBufferMapper::get();
+        ASSERT_EQ(mapper.lock(*buffer->getBufferHandle(), 0x3, android::Rect(1, 1), reinterpret_cast<void**>(&next)), 0);
+        EXPECT_EQ(mapper.unlock(*buffer->getBufferHandle()), 0);
+        Table table;
+        for (unsigned int i = 0; i < expected.size(); i++) {
+            EXPECT_EQ(buffer->getVa(i), next) << i;
+            table.emplace_back(buffer->getStride(i), buffer->getScanlines(i));
+            next += size_t{table[i].first} * table[i].second;
+        }
+        EXPECT_EQ(table, expected);
+        EXPECT_EQ(buffer->getVa(expected.size()), nullptr);
+        EXPECT_EQ(buffer->unlock("table"), 0);
+    }
+    EXPECT_EQ(lines(capture), Lines(std::size(formats), "getVa: error plane index"));
+}
+
+// Pixels written under one lock are read under a lock of an imported clone
+// of the handle, which dumps them: the planes back to back at full stride.
+TEST(GrallocBuffer, PixelsReachAnImportedCloneItsDumpAndALoad)
 {
     LevelGuard level(2);
-    auto saved = builder(0x11, 100, 61).build(), loaded = builder(0x11, 100, 61).build();
-    LogCapture capture;
-    EXPECT_TRUE(saved->getScanlines(0) == 0 && saved->getStride(0) == 0 && saved->getVa(0) == nullptr);
-    ASSERT_TRUE(saved->lock("fill") && loaded->lock("check"));
-    EXPECT_TRUE(saved->getVa(1) != nullptr && saved->getVa(2) == nullptr && saved->getScanlines(2) == 0);
-    // Rows of 112 bytes, then 31 chroma rows: the planes lie back to back here.
-    const size_t size = 112u * (61 + 31);
-    auto* bytes = static_cast<uint8_t*>(saved->getVa(0));
+    auto buffer = builder(0x11, 100, 61).build();
+    ASSERT_TRUE(buffer && buffer->lock("fill"));
+    const size_t size = 128u * (61 + 31);
+    auto* bytes = static_cast<uint8_t*>(buffer->getVa(0));
     for (size_t i = 0; i < size; i++)
         bytes[i] = static_cast<uint8_t>(i * 7 + i / 251);
     const std::vector<uint8_t> expected(bytes, bytes + size);
+    EXPECT_EQ(buffer->unlock("fill"), 0);
+
+    native_handle const* clone = nullptr;
+    ASSERT_TRUE(IGrallocMapper::getInstance().importBuffer(*buffer->getBufferHandle(), clone));
+    auto wrapper = builder(0x11, 100, 61).setBufferHandle(&clone).build();
+    ASSERT_TRUE(wrapper->lock("read") && wrapper->lock("nested") && wrapper->unlock("nested") == 0); // still locked
+    auto* read = static_cast<uint8_t*>(wrapper->getVa(0));
+    EXPECT_TRUE(read != bytes && std::vector<uint8_t>(read, read + size) == expected);
     const std::string path = testing::TempDir() + "tamo_" + std::to_string(getpid()) + ".raw";
-    auto onDisk = [&] {
-        std::ifstream in(path, std::ios::binary);
-        return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
-    };
-    ASSERT_TRUE(saved->saveToFile(path) && loaded->loadFromFile(path));
-    EXPECT_EQ(onDisk(), expected);
+    ASSERT_TRUE(wrapper->saveToFile(path));
+    std::ifstream onDisk(path, std::ios::binary);
+    EXPECT_EQ(std::vector<uint8_t>(std::istreambuf_iterator<char>(onDisk), {}), expected);
+    EXPECT_EQ(wrapper->unlock("read"), 0);
+    auto loaded = builder(0x11, 100, 61).build();
+    ASSERT_TRUE(loaded->loadFromFile(path) && loaded->lock("check"));
     auto* back = static_cast<uint8_t*>(loaded->getVa(0));
     EXPECT_EQ(std::vector<uint8_t>(back, back + size), expected);
-    EXPECT_EQ(loaded->unlock("check") + loaded->unlock("extra"), -1); // the second has nothing to release
+    EXPECT_EQ(loaded->unlock("check"), 0);
+    // Imported through the mapper service, freed through libui: one implementation.
+    const size_t mappings = HostGralloc::liveMappings();
+    EXPECT_EQ(android::GraphicBufferMapper::get().freeBuffer(clone), 0);
+    EXPECT_EQ(HostGralloc::liveMappings(), mappings - 1);
 
-    const std::string missing = "/nonexistent-dir/x.raw";
-    EXPECT_FALSE(saved->saveToFile(missing) || saved->loadFromFile(missing));
+    // Refusals: the file is opened before the buffer is locked, and a save
+    // that cannot lock takes back the file it created; dump adds nothing to
+    // its one failure line.
+    LogCapture capture;
+    native_handle const* foreign = native_handle_create(0, 0);
+    auto unmappable = builder(0x11, 100, 61).setBufferHandle(&foreign).build();
+    const std::string fresh = path + ".new", missing = "/nonexistent-dir/x.raw";
+    EXPECT_FALSE(unmappable->saveToFile(fresh) || std::ifstream(fresh).is_open());
+    g_logLv = 1;
+    unmappable->dump();
+    EXPECT_FALSE(buffer->saveToFile(missing) || buffer->loadFromFile(missing));
+    EXPECT_EQ(buffer->unlock("extra"), -1);
     const std::string open = "open fail(2) No such file or directory [" + missing + "]";
-    EXPECT_EQ(lines(capture), (Lines{"getScanlines: lock before get plane stride",
-                                     "getStride: lock before get plane stride", "getVa: lock before get va",
-                                     "getVa: error plane index", "getScanlines: error plane index",
-                                     "saveToFile:  save as " + path, "unlock: unlock without lock [extra]",
-                                     "saveToFile:  save as " + missing, "saveToFile: " + open,
-                                     "loadFromFile: " + open}));
-    EXPECT_EQ(capture.count("open fail(%d) %s [%s]", 0), 2u);
-
-    // A buffer that cannot be mapped is refused before the file is touched.
-    native_handle_t* foreign = native_handle_create(0, 0);
-    native_handle const* slot = foreign;
-    EXPECT_FALSE(builder(0x11, 100, 61).setBufferHandle(&slot).build()->saveToFile(path));
-    native_handle_delete(foreign);
-    EXPECT_EQ(onDisk(), expected);
+    EXPECT_EQ(lines(capture), (Lines{"saveToFile:  save as " + fresh, "lock: lock fail [saveToFile_" + fresh + "]",
+                                     "lock: lock fail [dump imported buffer]", "saveToFile: " + open,
+                                     "loadFromFile: " + open, "unlock: unlock without lock [extra]"}));
+    native_handle_delete(const_cast<native_handle_t*>(foreign));
     unlink(path.c_str());
+}
+
+// A failed allocation reaches the caller as an empty pointer; once a pool,
+// its builder and its users let go, no buffer and no mapping is left.
+TEST(GrallocBuffer, FailedAllocationsAndNothingLeftBehind)
+{
+    const auto live = [] { return std::make_pair(HostGralloc::liveAllocations(), HostGralloc::liveMappings()); };
+    const auto before = live();
+    LogCapture capture;
+    {
+        HostGralloc::failNextAllocations(2); // this build's, then one of the pool's two
+        EXPECT_EQ(builder(0x23, 64, 48).build(), nullptr);
+        EXPECT_EQ(lines(capture), Lines{"run: gralloc fail"});
+        auto pool = ImageBufferManagerBuilder().setMinCount(2).setMaxCount(3)
+                            .setImageBufferBuilder(builder(0x23, 1920, 1080)).build();
+        EXPECT_EQ(pool->getFreeBufferCount(), 1u);
+        auto a = pool->acquireImageBuffer(), b = pool->acquireImageBuffer(), c = pool->acquireImageBuffer();
+        ASSERT_TRUE(a && b && c && a->lock("held") && b->lock("held")); // dropped locked
+        native_handle const* clone = nullptr;
+        ASSERT_TRUE(IGrallocMapper::getInstance().importBuffer(*c->getBufferHandle(), clone));
+        EXPECT_EQ(live(), std::make_pair(before.first + 3, before.second + 4));
+        IGrallocMapper::getInstance().freeBuffer(clone); // the mapper service frees what libui maps
+        pool->releaseImageBuffer(a);
+    }
+    EXPECT_EQ(live(), before);
 }
 
 } // namespace

@@ -1,15 +1,14 @@
 /*
  * Host android.hardware.graphics.mapper@2.0, @3.0 and @4.0: getService()
- * answers from the host service registry, and a passthrough software
- * mapper 4.0 is installed as "default" when the library loads.
+ * answers from the host service registry, and a passthrough mapper 4.0
+ * over libui's gralloc implementation is installed as "default" when the
+ * library loads.
  */
 #include <android/hardware/graphics/mapper/2.0/IMapper.h>
 #include <android/hardware/graphics/mapper/3.0/IMapper.h>
 #include <android/hardware/graphics/mapper/4.0/IMapper.h>
 #include <hidl/HostServiceRegistry.h>
-
-#include <mutex>
-#include <unordered_set>
+#include <ui/HostGralloc.h>
 
 namespace android {
 namespace hardware {
@@ -17,6 +16,7 @@ namespace graphics {
 namespace mapper {
 
 using ::android::hidl::base::V1_0::IBase;
+using ::android::host::HostGralloc;
 using host::HostServiceRegistry;
 using host::Transport;
 
@@ -64,46 +64,28 @@ sp<IMapper> serviceFromRegistry(const std::string& serviceName, bool getStub)
     return sp<IMapper>(new RemoteMapper<IMapper, Error>(impl));
 }
 
-// Imports by cloning the handle, so the import owns its own descriptors;
-// only handles it imported are accepted back.
+// The in-process mapper: libui's gralloc implementation, so that a handle
+// imported here locks through GraphicBufferMapper and a handle allocated
+// there is freed here.
 class SoftwareMapper : public V4_0::IMapper {
 public:
     Return<void> importBuffer(const hidl_handle& rawHandle, importBuffer_cb cb) override
     {
-        const native_handle_t* raw = rawHandle.getNativeHandle();
-        if (raw == nullptr) {
-            cb(V4_0::Error::BAD_BUFFER, nullptr);
-            return Void();
-        }
-        native_handle_t* clone = native_handle_clone(raw);
-        if (clone == nullptr) {
-            cb(V4_0::Error::NO_RESOURCES, nullptr);
-            return Void();
-        }
-        {
-            std::lock_guard<std::mutex> guard(mLock);
-            mImported.insert(clone);
-        }
-        cb(V4_0::Error::NONE, clone);
+        buffer_handle_t imported = nullptr;
+        status_t status = HostGralloc::importBuffer(rawHandle.getNativeHandle(), &imported);
+        if (status != NO_ERROR)
+            cb(status == NO_MEMORY ? V4_0::Error::NO_RESOURCES : V4_0::Error::BAD_BUFFER, nullptr);
+        else
+            cb(V4_0::Error::NONE, const_cast<native_handle_t*>(imported));
         return Void();
     }
 
     Return<V4_0::Error> freeBuffer(void* buffer) override
     {
-        {
-            std::lock_guard<std::mutex> guard(mLock);
-            if (buffer == nullptr || mImported.erase(buffer) == 0)
-                return V4_0::Error::BAD_BUFFER;
-        }
-        native_handle_t* handle = static_cast<native_handle_t*>(buffer);
-        native_handle_close(handle);
-        native_handle_delete(handle);
-        return V4_0::Error::NONE;
+        return HostGralloc::freeBuffer(static_cast<buffer_handle_t>(buffer)) == NO_ERROR
+                       ? V4_0::Error::NONE
+                       : V4_0::Error::BAD_BUFFER;
     }
-
-private:
-    std::mutex mLock;
-    std::unordered_set<void*> mImported;
 };
 
 [[maybe_unused]] const bool kSoftwareMapperInstalled = [] {
