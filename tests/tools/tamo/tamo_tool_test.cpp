@@ -183,7 +183,9 @@ const std::string kBack = R"({
   "com.tamo.platform.isp.noiseModel": ["1e-300"]
 })";
 
-TEST_F(TamoTool, MetaJsonRoundTripsAndDiffNamesWhatDiffers)
+// Which damage is caught is the libraries' business; the tool answers each
+// refusal with one line, a non-zero status and no output file.
+TEST_F(TamoTool, MetaRoundTripsThroughJsonDiffsAndRefusesWithOneLine)
 {
     nlohmann::json front = nlohmann::json::parse(kBack);
     front["android.lens.facing"] = {"FRONT"};
@@ -196,9 +198,11 @@ TEST_F(TamoTool, MetaJsonRoundTripsAndDiffNamesWhatDiffers)
     Outcome json = tamo("meta dump --json back.meta");
     ASSERT_EQ(json.status, 0) << json.err;
     EXPECT_EQ(nlohmann::json::parse(json.out), nlohmann::json::parse(kBack));
-    Outcome text = tamo("meta dump back.meta");
-    EXPECT_THAT(text.out, HasSubstr(": 288 bytes, 10 entries (room for 10), 80 data bytes (room for 80)\n"));
-    EXPECT_THAT(text.out, HasSubstr("Tag:android.scaler.rotateAndCrop Type:byte\t[ 1 ], \n"));
+    const std::string text = tamo("meta dump back.meta").out;
+    for (const char* line : {": 288 bytes, 10 entries (room for 10), 80 data bytes (room for 80)\n",
+                             "\n0x000d0011  Tag:android.scaler.rotateAndCrop Type:byte\t[ 1 ], \n",
+                             "\n0x80020009  Tag:tolv.control.zoom_ratio Type:float\t[ 2.500000 ], \n"})
+        EXPECT_THAT(text, HasSubstr(line));
 
     Outcome diff = tamo("meta diff back.meta front.meta");
     EXPECT_EQ(diff.status, 1) << diff.err;
@@ -210,23 +214,12 @@ TEST_F(TamoTool, MetaJsonRoundTripsAndDiffNamesWhatDiffers)
                         "1 only in back.meta, 1 only in front.meta, 1 with other values\n");
 
     // A whole camera, framework tags included, through JSON and back.
-    ASSERT_EQ(tamo("meta make --camera 5 cam5.meta").status, 0);
-    write("cam5.json", tamo("meta dump --json cam5.meta").out);
-    ASSERT_EQ(tamo("meta make --from-json cam5.json again.meta").status, 0);
-    Outcome same = tamo("meta diff cam5.meta again.meta");
+    ASSERT_EQ(tamo("meta make --camera 0 cam0.meta").status, 0);
+    write("cam0.json", tamo("meta dump --json cam0.meta").out);
+    ASSERT_EQ(tamo("meta make --from-json cam0.json again.meta").status, 0);
+    Outcome same = tamo("meta diff cam0.meta again.meta");
     EXPECT_EQ(same.status, 0);
     EXPECT_EQ(same.out + same.err, "");
-}
-
-// Which damage is caught is the libraries' business; the tool answers each
-// refusal with one line, a non-zero status and no output file.
-TEST_F(TamoTool, MetaDumpsWhatMakeWroteAndEveryCommandRefusesWithOneLine)
-{
-    ASSERT_EQ(tamo("meta make --camera 0 cam0.meta").status, 0);
-    Outcome dump = tamo("meta dump cam0.meta");
-    ASSERT_EQ(dump.status, 0) << dump.err;
-    EXPECT_THAT(dump.out, HasSubstr("\n0x80010000  Tag:com.tolv.chi.override.CameraType Type:byte\t"
-                                    "[ 99 97 109 48 ], \n"));
 
     const std::string good = slurp("cam0.meta");
     write("bad.meta", good.substr(0, good.size() - 8));

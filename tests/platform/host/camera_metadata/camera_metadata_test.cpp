@@ -2,6 +2,9 @@
 #include <gtest/gtest.h>
 #include <system/camera_metadata.h>
 
+#include <unistd.h>
+
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -125,7 +128,7 @@ TEST(CameraMetadataLayout, PacketsCarryNoLeftoverBytes) {
     EXPECT_EQ(std::count(packet.begin() + 48 + 2 * 16, packet.begin() + dataStart, 0), 6 * 16);
     EXPECT_EQ(std::count(packet.begin() + dataStart + 16, packet.end(), 0), 240);
 
-    // What a deleted entry held goes with it, entry and data alike.
+    // A deleted entry goes with its data, later data moving down.
     MetadataPtr m = makeMetadata(8, 256);
     add_camera_metadata_entry(m.get(), ANDROID_SENSOR_EXPOSURE_TIME, &kSeven, 1);
     add_camera_metadata_entry(m.get(), ANDROID_SCALER_CROP_REGION, kFour, 4);
@@ -220,13 +223,6 @@ TEST(CameraMetadataEdit, UpdateAndDeleteKeepTheDataAreaConsistent) {
     ASSERT_EQ(update_camera_metadata_entry(m.get(), 0, nullptr, 0, nullptr), 0);
     EXPECT_EQ(get_camera_metadata_data_count(m.get()), 8u);
     EXPECT_EQ(i32Of(m.get()), std::vector<int32_t>({15, 5, 6}));
-
-    // Delete closes the gap in entries and data.
-    add_camera_metadata_entry(m.get(), ANDROID_SENSOR_EXPOSURE_TIME, &kSeven, 1);
-    ASSERT_EQ(delete_camera_metadata_entry(m.get(), 2), 0);
-    EXPECT_EQ(get_camera_metadata_data_count(m.get()), 8u);
-    EXPECT_EQ(i32Of(m.get()), std::vector<int32_t>({15, 7})); // the low half of the int64
-    EXPECT_EQ(validate_camera_metadata_structure(m.get(), nullptr), 0);
 }
 
 // A packet from elsewhere may point two entries at overlapping data. Taking
@@ -425,27 +421,19 @@ TEST(CameraMetadataEnums, EveryLabelRoundTripsAndFailuresSayWhy) {
 
     uint32_t count = 0;
     const int32_t* tags = get_camera_metadata_permission_needed(&count);
-    const int32_t expected[] = {
-        ANDROID_LENS_POSE_ROTATION, ANDROID_LENS_POSE_TRANSLATION, ANDROID_LENS_INTRINSIC_CALIBRATION,
-        ANDROID_LENS_RADIAL_DISTORTION, ANDROID_LENS_POSE_REFERENCE, ANDROID_LENS_DISTORTION,
-        ANDROID_LENS_INFO_HYPERFOCAL_DISTANCE, ANDROID_LENS_INFO_MINIMUM_FOCUS_DISTANCE,
-        ANDROID_SENSOR_REFERENCE_ILLUMINANT1, ANDROID_SENSOR_REFERENCE_ILLUMINANT2,
-        ANDROID_SENSOR_CALIBRATION_TRANSFORM1, ANDROID_SENSOR_CALIBRATION_TRANSFORM2,
-        ANDROID_SENSOR_COLOR_TRANSFORM1, ANDROID_SENSOR_COLOR_TRANSFORM2,
-        ANDROID_SENSOR_FORWARD_MATRIX1, ANDROID_SENSOR_FORWARD_MATRIX2};
+    const int32_t expected[] = {  // android.lens.*, android.lens.info.*, android.sensor.*
+        0x80006, 0x80007, 0x8000a, 0x8000b, 0x8000c, 0x8000d, 0x90004, 0x90005,
+        0xe0003, 0xe0004, 0xe0005, 0xe0006, 0xe0007, 0xe0008, 0xe0009, 0xe000a};
     ASSERT_EQ(count, std::size(expected));
     EXPECT_TRUE(std::equal(tags, tags + count, expected));
     EXPECT_EQ(get_camera_metadata_permission_needed(nullptr), nullptr);
 
     // The dump names what it can.
     const std::vector<uint8_t> bytes = basePacket();
-    FILE* out = tmpfile();
-    ASSERT_NE(out, nullptr);
-    dump_camera_metadata(reinterpret_cast<const camera_metadata_t*>(bytes.data()), fileno(out), 2);
-    rewind(out);
-    std::string dump;
-    for (int c; (c = fgetc(out)) != EOF;) dump += char(c);
-    fclose(out);
+    std::unique_ptr<FILE, int (*)(FILE*)> out(tmpfile(), fclose);
+    dump_camera_metadata(reinterpret_cast<const camera_metadata_t*>(bytes.data()), fileno(out.get()), 2);
+    std::string dump(4096, '\0');
+    dump.resize(std::max<ssize_t>(pread(fileno(out.get()), dump.data(), dump.size(), 0), 0));
     EXPECT_NE(dump.find("android.control.aeMode (10003): byte[1]\n    [ON ]\n"), std::string::npos) << dump;
     EXPECT_NE(dump.find("    [0 0 640 480 ]\n"), std::string::npos) << dump;
 }
