@@ -146,20 +146,20 @@ int makeFromJson(const JsonMake& make)
     for (const auto& [key, values] : camera->items()) {
         const std::string where = at.empty() ? key : at + "." + key;
         const auto tag = tags.find(key);
-        if (tag == tags.end()) {
+        const int type = tag == tags.end() ? -1 : get_camera_metadata_tag_type(tag->second);
+        if (type < 0 || type >= NUM_TYPES) {
             if (!make.skipUnknown)
                 return fail("{}: {}: no such tag", make.json, where);
             fmt::print(stderr, "tamo: warning: {}: {}: no such tag, skipped\n", make.json, where);
             continue;
         }
-        const auto type = static_cast<uint8_t>(get_camera_metadata_tag_type(tag->second));
         if (!values.is_array())
             return fail("{}: {}: not an array of strings", make.json, where);
         Entry entry{tag->second, values.size(), {}};
         for (size_t i = 0; i < values.size(); i++) {
             if (!values[i].is_string())
                 return fail("{}: {}[{}]: {} is not a string", make.json, where, i, values[i].dump());
-            if (!parseValue(entry.tag, type, values[i].get_ref<const std::string&>(), entry.bytes))
+            if (!parseValue(entry.tag, uint8_t(type), values[i].get_ref<const std::string&>(), entry.bytes))
                 return fail("{}: {}[{}]: {} is not a value of type {}", make.json, where, i,
                             values[i].dump(), camera_metadata_type_names[type]);
         }
@@ -169,7 +169,7 @@ int makeFromJson(const JsonMake& make)
                             make.json, where, values.size() - 1, values.size());
             entry.count /= 2;
         }
-        dataBytes += calculate_camera_metadata_entry_data_size(type, entry.count);
+        dataBytes += calculate_camera_metadata_entry_data_size(uint8_t(type), entry.count);
         entries.push_back(std::move(entry));
     }
 
