@@ -20,12 +20,19 @@ void addTagsCommand(CLI::App& app, Runner& runner);
 void addMetaCommand(CLI::App& app, Runner& runner);
 void addRaw2PngCommand(CLI::App& app, Runner& runner);
 
-// Ends a command: one line on standard error, status 1.
+// Ends a command: one line on standard error, the given status.
+template <typename... Args>
+int failWith(int status, fmt::format_string<Args...> format, Args&&... args)
+{
+    fmt::print(stderr, "tamo: {}\n", fmt::format(format, std::forward<Args>(args)...));
+    return status;
+}
+
+// The same with status 1.
 template <typename... Args>
 int fail(fmt::format_string<Args...> format, Args&&... args)
 {
-    fmt::print(stderr, "tamo: {}\n", fmt::format(format, std::forward<Args>(args)...));
-    return 1;
+    return failWith(1, format, std::forward<Args>(args)...);
 }
 
 } // namespace tamo::tool

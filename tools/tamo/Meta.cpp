@@ -1,14 +1,20 @@
 /*
  * tamo meta: camera metadata buffers in files. `dump` prints a file's
- * entries with vendor tag names resolved; `make` writes a camera's
- * characteristics as the library completes them.
+ * entries with vendor tag names resolved, or writes them as JSON in the
+ * emulated camera HAL's style; `make` writes a camera's characteristics as
+ * the library completes them, or a camera described in that JSON; `diff`
+ * compares two files entry by entry.
  */
-#include <algorithm>
+#include <map>
 #include <memory>
-#include <set>
+#include <optional>
 #include <string>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
 #include <system/camera_metadata.h>
 #include <tamo/Metadata.h>
 #include <tamo/VendorTag.h>
@@ -16,54 +22,56 @@
 #include "Camera.h"
 #include "Command.h"
 #include "Files.h"
+#include "MetaValues.h"
 
 namespace tamo::tool {
 
 namespace {
 
-// Far beyond any camera's metadata; a bigger file is not one.
-constexpr uintmax_t kMaxMetadataFile = 64u << 20;
+using Json = nlohmann::ordered_json; // keys stay in the file's order
 
-int dumpMetadata(const std::string& path)
+int dumpMetadata(const std::string& path, bool json)
 {
     std::string error;
-    const std::optional<uintmax_t> size = fileSize(path, error);
-    if (!size)
+    const std::optional<PacketFile> file = PacketFile::read(path, error);
+    if (!file)
         return fail("{}", error);
-    if (*size > kMaxMetadataFile)
-        return fail("{}: {} bytes, too big for camera metadata (at most {})", path, *size,
-                    kMaxMetadataFile);
-
-    // Aligned as a packet must be, and never shorter than its header.
-    std::vector<uint64_t> words(std::max<size_t>((*size + 7) / 8, 64), 0);
-    if (!readFile(path, words.data(), *size, error))
-        return fail("{}", error);
-    auto* packet = reinterpret_cast<camera_metadata_t*>(words.data());
-    size_t expected = *size;
-    if (validate_camera_metadata_structure(packet, &expected) != 0)
-        return fail("{}: not a valid camera metadata buffer ({} bytes)", path, *size);
-
     registerVendorTags(); // names for the vendor tags
+    const camera_metadata_t* packet = file->get();
+
+    if (json) {
+        Json camera = Json::object();
+        for (const camera_metadata_ro_entry_t& entry : firstEntries(packet))
+            camera[tagName(entry.tag)] = renderValues(entry);
+        fmt::print("{}\n", camera.dump(2));
+        return 0;
+    }
+
     std::shared_ptr<Metadata> metadata = Metadata::create();
     if (!metadata->init(packet))
         return fail("{}: the metadata library refused the buffer", path);
-
     fmt::print("{}: {} bytes, {} entries (room for {}), {} data bytes (room for {})\n", path,
                MetadataUtils::getCameraMetadataSize(packet),
                MetadataUtils::getCameraMetadataEntryCount(packet),
                MetadataUtils::getCameraMetadataEntryCapacity(packet),
                MetadataUtils::getCameraMetadataDataCount(packet),
                MetadataUtils::getCameraMetadataDataCapacity(packet));
-    const camera_metadata_t* copy = metadata->getFwkMetadata();
-    std::set<uint32_t> shown; // the library renders the first entry of a tag
-    for (size_t i = 0; i < MetadataUtils::getCameraMetadataEntryCount(copy); i++) {
-        camera_metadata_ro_entry_t entry{};
-        if (get_camera_metadata_ro_entry(copy, i, &entry) != 0 || !shown.insert(entry.tag).second)
-            continue;
+    // The library renders the first entry of a tag.
+    for (const camera_metadata_ro_entry_t& entry : firstEntries(metadata->getFwkMetadata())) {
         std::string line;
         metadata->dumpByTag(entry.tag, line);
         fmt::print("{:#010x}  {}", entry.tag, line);
     }
+    return 0;
+}
+
+int writePacket(const std::string& path, const camera_metadata_t* packet, const std::string& source)
+{
+    std::string error;
+    if (!writeFile(path, packet, get_camera_metadata_size(packet), error))
+        return fail("{}", error);
+    fmt::print("{}: {}, {} bytes, {} entries\n", path, source, get_camera_metadata_size(packet),
+               get_camera_metadata_entry_count(packet));
     return 0;
 }
 
@@ -73,13 +81,152 @@ int makeMetadata(unsigned int cameraId, const std::string& path)
     std::shared_ptr<Metadata> characteristics = cameraCharacteristics(cameraId, error);
     if (characteristics == nullptr)
         return fail("{}", error);
+    return writePacket(path, characteristics->getFwkMetadata(),
+                       fmt::format("camera {} characteristics", cameraId));
+}
 
-    const camera_metadata_t* packet = characteristics->getFwkMetadata();
-    if (!writeFile(path, packet, get_camera_metadata_size(packet), error))
+// Keeps the parser's reason, with line and column, instead of throwing it.
+class JsonReader : public nlohmann::detail::json_sax_dom_parser<Json> {
+public:
+    explicit JsonReader(Json& root) : json_sax_dom_parser(root, false) {}
+
+    template <typename Exception>
+    bool parse_error(std::size_t position, const std::string& token, const Exception& error)
+    {
+        reason = error.what();
+        reason.erase(0, reason.find("] ") + 2); // the exception's id
+        return json_sax_dom_parser::parse_error(position, token, error);
+    }
+
+    std::string reason;
+};
+
+struct JsonMake {
+    std::string json;
+    unsigned int index = 0;
+    bool skipUnknown = false;
+    std::string out;
+};
+
+int makeFromJson(const JsonMake& make)
+{
+    std::string error;
+    const std::optional<uintmax_t> size = fileSize(make.json, error);
+    std::string text(size.value_or(0), '\0');
+    if (!size || !readFile(make.json, text.data(), text.size(), error))
         return fail("{}", error);
-    fmt::print("{}: camera {} characteristics, {} bytes, {} entries\n", path, cameraId,
-               get_camera_metadata_size(packet), get_camera_metadata_entry_count(packet));
-    return 0;
+    Json document;
+    JsonReader reader(document);
+    if (!Json::sax_parse(text, &reader))
+        return fail("{}: not JSON: {}", make.json, reader.reason);
+
+    // One camera, or one of an array of them: a logical camera and its members.
+    const Json* camera = &document;
+    std::string at; // where in the file, for messages
+    if (document.is_array()) {
+        if (make.index >= document.size())
+            return fail("{}: [{}]: no such element, the array holds {}", make.json, make.index,
+                        document.size());
+        camera = &document[make.index];
+        at = fmt::format("[{}]", make.index);
+    } else if (make.index != 0) {
+        return fail("{}: [{}]: no such element, the file holds one object", make.json, make.index);
+    }
+    if (!camera->is_object())
+        return fail("{}: {}: not an object of tag names and values", make.json, at.empty() ? "top" : at);
+
+    struct Entry {
+        uint32_t tag;
+        size_t count;
+        std::vector<uint8_t> bytes;
+    };
+    std::vector<Entry> entries;
+    size_t dataBytes = 0;
+    const std::unordered_map<std::string, uint32_t> tags = tagsByName();
+    for (const auto& [key, values] : camera->items()) {
+        const std::string where = at.empty() ? key : at + "." + key;
+        const auto tag = tags.find(key);
+        const int type = tag == tags.end() ? -1 : get_camera_metadata_tag_type(tag->second);
+        if (type < 0 || type >= NUM_TYPES) {
+            if (!make.skipUnknown)
+                return fail("{}: {}: no such tag", make.json, where);
+            fmt::print(stderr, "tamo: warning: {}: {}: no such tag, skipped\n", make.json, where);
+            continue;
+        }
+        if (!values.is_array())
+            return fail("{}: {}: not an array of strings", make.json, where);
+        Entry entry{tag->second, values.size(), {}};
+        for (size_t i = 0; i < values.size(); i++) {
+            if (!values[i].is_string())
+                return fail("{}: {}[{}]: {} is not a string", make.json, where, i, values[i].dump());
+            if (!parseValue(entry.tag, uint8_t(type), values[i].get_ref<const std::string&>(), entry.bytes))
+                return fail("{}: {}[{}]: {} is not a value of type {}", make.json, where, i,
+                            values[i].dump(), camera_metadata_type_names[type]);
+        }
+        if (type == TYPE_RATIONAL) {
+            if (values.size() % 2 != 0)
+                return fail("{}: {}[{}]: a rational without its denominator (odd length {})",
+                            make.json, where, values.size() - 1, values.size());
+            entry.count /= 2;
+        }
+        dataBytes += calculate_camera_metadata_entry_data_size(uint8_t(type), entry.count);
+        entries.push_back(std::move(entry));
+    }
+
+    // Exactly the room its entries take.
+    std::shared_ptr<Metadata> metadata = Metadata::create();
+    if (!metadata->init(entries.size(), dataBytes))
+        return fail("{}: no memory for {} entries", make.json, entries.size());
+    for (const Entry& entry : entries) {
+        if (!metadata->updateMetaDataByTag(entry.tag, entry.bytes.data(), entry.count))
+            return fail("{}: {}: the metadata library refused the entry", make.json, tagName(entry.tag));
+    }
+    return writePacket(make.out, metadata->getFwkMetadata(), make.json + at);
+}
+
+// 0 same, 1 different, 2 trouble, as diff(1) answers.
+int diffMetadata(const std::string& pathA, const std::string& pathB)
+{
+    registerVendorTags();
+    struct Values {
+        uint8_t type;
+        std::vector<std::string> text;
+        bool operator==(const Values& other) const { return type == other.type && text == other.text; }
+    };
+    std::map<uint32_t, Values> sides[2]; // by tag: differences come out in tag order
+    const std::string* paths[2] = {&pathA, &pathB};
+    for (int side = 0; side < 2; side++) {
+        std::string error;
+        const std::optional<PacketFile> file = PacketFile::read(*paths[side], error);
+        if (!file)
+            return failWith(2, "{}", error);
+        for (const camera_metadata_ro_entry_t& entry : firstEntries(file->get()))
+            sides[side][entry.tag] = {entry.type, renderValues(entry)};
+    }
+
+    std::map<uint32_t, int> changes; // tag -> 1 only in A, 2 only in B, 3 in both, differing
+    for (int side = 0; side < 2; side++) {
+        for (const auto& [tag, values] : sides[side]) {
+            const auto other = sides[1 - side].find(tag);
+            if (other == sides[1 - side].end() || !(other->second == values))
+                changes[tag] |= 1 << side;
+        }
+    }
+    if (changes.empty())
+        return 0;
+    fmt::print("--- {}\n+++ {}\n", pathA, pathB);
+    int counts[4] = {};
+    for (const auto& [tag, change] : changes) {
+        counts[change]++;
+        for (int side = 0; side < 2; side++) {
+            if (change & (1 << side))
+                fmt::print("{} {} [ {} ]\n", "-+"[side], tagName(tag),
+                           fmt::join(sides[side][tag].text, " "));
+        }
+    }
+    fmt::print("{} only in {}, {} only in {}, {} with other values\n", counts[1], pathA, counts[2],
+               pathB, counts[3]);
+    return 1;
 }
 
 } // namespace
@@ -90,17 +237,45 @@ void addMetaCommand(CLI::App& app, Runner& runner)
     meta->require_subcommand(1);
 
     auto dumpPath = std::make_shared<std::string>();
+    auto dumpJson = std::make_shared<bool>(false);
     CLI::App* dump = meta->add_subcommand("dump", "Print every entry of a metadata file");
+    dump->add_flag("--json", *dumpJson,
+                   "One JSON object as the emulated camera HAL writes cameras: tag name to "
+                   "an array of strings");
     dump->add_option("FILE", *dumpPath, "A camera_metadata buffer")->required();
-    dump->callback([&runner, dumpPath] { runner = [dumpPath] { return dumpMetadata(*dumpPath); }; });
+    dump->callback([&runner, dumpPath, dumpJson] {
+        runner = [dumpPath, dumpJson] { return dumpMetadata(*dumpPath, *dumpJson); };
+    });
 
     auto cameraId = std::make_shared<unsigned int>(0);
-    auto makePath = std::make_shared<std::string>();
-    CLI::App* make = meta->add_subcommand("make", "Write a camera's characteristics to a file");
-    make->add_option("--camera", *cameraId, "Camera id")->required();
-    make->add_option("FILE", *makePath, "Output file")->required();
-    make->callback([&runner, cameraId, makePath] {
-        runner = [cameraId, makePath] { return makeMetadata(*cameraId, *makePath); };
+    auto json = std::make_shared<JsonMake>();
+    CLI::App* make = meta->add_subcommand(
+        "make", "Write a camera's characteristics, or a camera described in JSON, to a file");
+    CLI::Option_group* source = make->add_option_group("source");
+    source->add_option("--camera", *cameraId, "Camera id");
+    CLI::Option* fromJson = source->add_option(
+        "--from-json", json->json, "A JSON object of tag names and values, or an array of them");
+    source->require_option(1);
+    make->add_option("--index", json->index, "The element of a JSON array to write (default 0)")
+        ->needs(fromJson);
+    make->add_flag("--skip-unknown", json->skipUnknown, "Warn about unknown tag names instead of failing")
+        ->needs(fromJson);
+    make->add_option("FILE", json->out, "Output file")->required();
+    make->callback([&runner, cameraId, json, fromJson] {
+        if (fromJson->count() != 0)
+            runner = [json] { return makeFromJson(*json); };
+        else
+            runner = [cameraId, json] { return makeMetadata(*cameraId, json->out); };
+    });
+
+    auto diffPaths = std::make_shared<std::pair<std::string, std::string>>();
+    CLI::App* diff = meta->add_subcommand(
+        "diff", "Entries only in A, only in B, or with other values; exit status 0 same, 1 "
+                "different, 2 trouble");
+    diff->add_option("A", diffPaths->first, "A camera_metadata buffer")->required();
+    diff->add_option("B", diffPaths->second, "Another one")->required();
+    diff->callback([&runner, diffPaths] {
+        runner = [diffPaths] { return diffMetadata(diffPaths->first, diffPaths->second); };
     });
 }
 

@@ -118,10 +118,14 @@ static void write_inline(packet_entry_t *entry, const void *data, uint64_t paylo
     memcpy(entry->data.value, value, sizeof(value));
 }
 
-/* Removes bytes at offset from the data area and rebases later payloads. */
+/*
+ * Removes bytes at offset from the data area and rebases later payloads. The
+ * freed tail is cleared: a packet travels whole, capacity included.
+ */
 static void remove_data(camera_metadata_t *m, uint32_t offset, uint32_t bytes) {
     uint8_t *data = data_of(m);
     memmove(data + offset, data + offset + bytes, m->data_count - offset - bytes);
+    memset(data + m->data_count - bytes, 0, bytes);
     packet_entry_t *e = entries_of(m);
     for (uint32_t i = 0; i < m->entry_count; ++i) {
         if (payload_data_bytes(e[i].type, e[i].count) != 0 && e[i].data.offset > offset) {
@@ -192,7 +196,9 @@ CAMERA_METADATA_EXPORT
 camera_metadata_t *allocate_camera_metadata(size_t entry_capacity, size_t data_capacity) {
     size_t needed = calculate_camera_metadata_size(entry_capacity, data_capacity);
     if (needed > UINT32_MAX) return NULL;
-    void *buffer = malloc(needed);
+    /* Zeroed, so unused capacity carries no old heap bytes; fresh pages
+     * come zeroed and calloc then skips the clearing. */
+    void *buffer = calloc(1, needed);
     if (buffer == NULL) return NULL;
     camera_metadata_t *m = place_camera_metadata(buffer, needed, entry_capacity, data_capacity);
     if (m == NULL) free(buffer);
@@ -292,7 +298,10 @@ int validate_camera_metadata_structure(const camera_metadata_t *metadata,
             return CAMERA_METADATA_VALIDATION_ERROR;
         }
         uint64_t bytes = payload_data_bytes(e.type, e.count);
-        if (bytes == 0) continue;
+        if (bytes == 0) {
+            if (e.count == 0 && e.data.offset != 0) return CAMERA_METADATA_VALIDATION_ERROR;
+            continue;
+        }
         if (((uint64_t)h.data_start + e.data.offset) % DATA_ALIGNMENT != 0 ||
             (uint64_t)e.data.offset + bytes > h.data_count) {
             return CAMERA_METADATA_VALIDATION_ERROR;
@@ -529,6 +538,7 @@ int delete_camera_metadata_entry(camera_metadata_t *dst, size_t index) {
     }
     memmove(entry, entry + 1, (dst->entry_count - index - 1) * ENTRY_SIZE);
     dst->entry_count--;
+    memset(entries_of(dst) + dst->entry_count, 0, ENTRY_SIZE);
     return OK;
 }
 
@@ -590,6 +600,68 @@ static const struct cm_tag_info *standard_tag(uint32_t tag) {
     if (tag < s->first || tag >= s->end) return NULL;
     const struct cm_tag_info *info = &s->tags[tag - s->first];
     return info->name != NULL ? info : NULL;
+}
+
+CAMERA_METADATA_EXPORT
+int camera_metadata_enum_snprint(uint32_t tag, uint32_t value, char *dst, size_t size) {
+    const char *text = "error: not an enum";
+    int res = -1;
+    const struct cm_tag_info *info = standard_tag(tag);
+    if (info != NULL && info->enum_count != 0) {
+        text = "error: enum value out of range";
+        for (size_t i = 0; i < info->enum_count; ++i) {
+            if (info->enums[i].value == value) {
+                text = info->enums[i].label;
+                res = 0;
+                break;
+            }
+        }
+    }
+    if (dst != NULL && size != 0) {
+        strncpy(dst, text, size - 1);
+        dst[size - 1] = '\0';
+    }
+    return res;
+}
+
+CAMERA_METADATA_EXPORT
+int camera_metadata_enum_value(uint32_t tag, const char *name, size_t size, uint32_t *value) {
+    if (name == NULL || value == NULL) return -1;
+    const struct cm_tag_info *info = standard_tag(tag);
+    for (size_t i = 0; info != NULL && i < info->enum_count; ++i) {
+        /* At most size characters: a shorter name matches a label it begins. */
+        if (strncmp(info->enums[i].label, name, size) == 0) {
+            *value = info->enums[i].value;
+            return 0;
+        }
+    }
+    return -1;
+}
+
+static const int32_t kPermissionNeeded[] = {
+    ANDROID_LENS_POSE_ROTATION,
+    ANDROID_LENS_POSE_TRANSLATION,
+    ANDROID_LENS_INTRINSIC_CALIBRATION,
+    ANDROID_LENS_RADIAL_DISTORTION,
+    ANDROID_LENS_POSE_REFERENCE,
+    ANDROID_LENS_DISTORTION,
+    ANDROID_LENS_INFO_HYPERFOCAL_DISTANCE,
+    ANDROID_LENS_INFO_MINIMUM_FOCUS_DISTANCE,
+    ANDROID_SENSOR_REFERENCE_ILLUMINANT1,
+    ANDROID_SENSOR_REFERENCE_ILLUMINANT2,
+    ANDROID_SENSOR_CALIBRATION_TRANSFORM1,
+    ANDROID_SENSOR_CALIBRATION_TRANSFORM2,
+    ANDROID_SENSOR_COLOR_TRANSFORM1,
+    ANDROID_SENSOR_COLOR_TRANSFORM2,
+    ANDROID_SENSOR_FORWARD_MATRIX1,
+    ANDROID_SENSOR_FORWARD_MATRIX2,
+};
+
+CAMERA_METADATA_EXPORT
+const int32_t *get_camera_metadata_permission_needed(uint32_t *tag_count) {
+    if (tag_count == NULL) return NULL;
+    *tag_count = sizeof(kPermissionNeeded) / sizeof(kPermissionNeeded[0]);
+    return kPermissionNeeded;
 }
 
 static const vendor_tag_cache_ops_t *cache_ops_for(metadata_vendor_id_t id) {
@@ -703,7 +775,15 @@ metadata_vendor_id_t get_camera_metadata_vendor_id(const camera_metadata_t *meta
     return vendor_id_of(meta);
 }
 
-static void print_values(int fd, const uint8_t *data, uint8_t type, uint32_t count,
+/* A byte or int32 value by its label when the tag names it. */
+static bool print_label(int fd, uint32_t tag, uint32_t value) {
+    char label[CAMERA_METADATA_ENUM_STRING_MAX_SIZE];
+    if (camera_metadata_enum_snprint(tag, value, label, sizeof(label)) != OK) return false;
+    dprintf(fd, "%s ", label);
+    return true;
+}
+
+static void print_values(int fd, uint32_t tag, const uint8_t *data, uint8_t type, uint32_t count,
                          int indentation) {
     static const uint32_t kValuesPerLine[NUM_TYPES] = {16, 4, 8, 2, 4, 2};
     const uint32_t per_line = kValuesPerLine[type];
@@ -718,11 +798,11 @@ static void print_values(int fd, const uint8_t *data, uint8_t type, uint32_t cou
             double d;
             switch (type) {
                 case TYPE_BYTE:
-                    dprintf(fd, "%hhu ", *data);
+                    if (!print_label(fd, tag, *data)) dprintf(fd, "%hhu ", *data);
                     break;
                 case TYPE_INT32:
                     memcpy(i32, data, 4);
-                    dprintf(fd, "%" PRId32 " ", i32[0]);
+                    if (!print_label(fd, tag, (uint32_t)i32[0])) dprintf(fd, "%" PRId32 " ", i32[0]);
                     break;
                 case TYPE_FLOAT:
                     memcpy(&f, data, sizeof(f));
@@ -778,7 +858,7 @@ void dump_indented_camera_metadata(const camera_metadata_t *metadata, int fd, in
         }
         uint32_t count = e->count;
         if (verbosity < 2 && count > 16) count = 16;
-        print_values(fd, values, e->type, count, indentation);
+        print_values(fd, e->tag, values, e->type, count, indentation);
     }
 }
 

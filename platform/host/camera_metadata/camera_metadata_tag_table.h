@@ -9,10 +9,21 @@
 /* The library is built with hidden visibility; this marks its API. */
 #define CAMERA_METADATA_EXPORT __attribute__((visibility("default")))
 
-/* A NULL name marks a tag number that the section leaves unused. */
+/* One named value of an enumerated tag; negative values wrap, as in the API. */
+struct cm_enum_value {
+    const char *label;
+    uint32_t value;
+};
+
+/*
+ * A NULL name marks a tag number that the section leaves unused. Named
+ * values are in declaration order; none for a tag that is not enumerated.
+ */
 struct cm_tag_info {
     const char *name;
     uint8_t type;
+    uint8_t enum_count;
+    const struct cm_enum_value *enums;
 };
 
 /*

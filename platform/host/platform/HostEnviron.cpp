@@ -18,17 +18,17 @@ namespace tamo::platform::host {
 
 namespace {
 
-// Values of the standard enumerations used below.
-constexpr uint8_t kFacingFront = 0;
-constexpr uint8_t kFacingBack = 1;
-constexpr uint8_t kHardwareLevelFull = 1;
-constexpr uint8_t kCapabilityBackwardCompatible = 0;
-constexpr uint8_t kCapabilityLogicalMultiCamera = 11;
-constexpr uint8_t kSensorSyncCalibrated = 1;
-constexpr int32_t kFormatBlob = 0x21;
-constexpr int32_t kFormatPrivate = 0x22;
-constexpr int32_t kFormatYuv420 = 0x23;
-constexpr int32_t kStreamOutput = 0;
+// Short names, in the entries' own types, for the enumerators used below.
+constexpr uint8_t kFacingFront = ANDROID_LENS_FACING_FRONT;
+constexpr uint8_t kFacingBack = ANDROID_LENS_FACING_BACK;
+constexpr uint8_t kHardwareLevelFull = ANDROID_INFO_SUPPORTED_HARDWARE_LEVEL_FULL;
+constexpr uint8_t kCapabilityBackwardCompatible = ANDROID_REQUEST_AVAILABLE_CAPABILITIES_BACKWARD_COMPATIBLE;
+constexpr uint8_t kCapabilityLogicalMultiCamera = ANDROID_REQUEST_AVAILABLE_CAPABILITIES_LOGICAL_MULTI_CAMERA;
+constexpr uint8_t kSensorSyncCalibrated = ANDROID_LOGICAL_MULTI_CAMERA_SENSOR_SYNC_TYPE_CALIBRATED;
+constexpr int32_t kFormatBlob = ANDROID_SCALER_AVAILABLE_FORMATS_BLOB;
+constexpr int32_t kFormatPrivate = ANDROID_SCALER_AVAILABLE_FORMATS_IMPLEMENTATION_DEFINED;
+constexpr int32_t kFormatYuv420 = ANDROID_SCALER_AVAILABLE_FORMATS_YCbCr_420_888;
+constexpr int32_t kStreamOutput = ANDROID_SCALER_AVAILABLE_STREAM_CONFIGURATIONS_OUTPUT;
 
 struct CameraModel {
     uint8_t facing;

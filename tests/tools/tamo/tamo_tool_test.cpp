@@ -168,37 +168,98 @@ TEST_F(TamoTool, Raw2PngUnpacksNv21AndRaw10)
         EXPECT_EQ(png.at(x, 0)[0], levels[x]) << x;
 }
 
+// A rear camera in the emulated camera HAL's JSON: every type, labels (one
+// that looks like a number), negative numbers, vendor tags of both kinds.
+const std::string kBack = R"({
+  "android.lens.facing": ["BACK"],
+  "android.scaler.rotateAndCrop": ["90"],
+  "android.sensor.orientation": ["-90"],
+  "android.scaler.availableStreamConfigurations": ["34", "1920", "1080", "OUTPUT"],
+  "android.lens.info.availableFocalLengths": ["4.71", "1e-07"],
+  "android.sensor.info.exposureTimeRange": ["-1", "9000000000"],
+  "android.jpeg.gpsCoordinates": ["0.1", "-33.8688"],
+  "android.sensor.forwardMatrix1": ["1", "2", "-3", "4"],
+  "tolv.control.zoom_ratio": ["2.5"],
+  "com.tamo.platform.isp.noiseModel": ["1e-300"]
+})";
+
 // Which damage is caught is the libraries' business; the tool answers each
-// refusal with status 1, one line and no output file.
-TEST_F(TamoTool, MetaDumpsWhatMakeWroteAndEveryCommandRefusesWithOneLine)
+// refusal with one line, a non-zero status and no output file.
+TEST_F(TamoTool, MetaRoundTripsThroughJsonDiffsAndRefusesWithOneLine)
 {
+    nlohmann::json front = nlohmann::json::parse(kBack);
+    front["android.lens.facing"] = {"FRONT"};
+    front.erase("android.jpeg.gpsCoordinates");
+    front["android.flash.info.available"] = {"FALSE"};
+    write("cams.json", "[" + kBack + "," + front.dump() + "]");
+    ASSERT_EQ(tamo("meta make --from-json cams.json back.meta").status, 0);
+    ASSERT_EQ(tamo("meta make --from-json cams.json --index 1 front.meta").status, 0);
+
+    Outcome json = tamo("meta dump --json back.meta");
+    ASSERT_EQ(json.status, 0) << json.err;
+    EXPECT_EQ(nlohmann::json::parse(json.out), nlohmann::json::parse(kBack));
+    const std::string text = tamo("meta dump back.meta").out;
+    for (const char* line : {": 288 bytes, 10 entries (room for 10), 80 data bytes (room for 80)\n",
+                             "\n0x000d0011  Tag:android.scaler.rotateAndCrop Type:byte\t[ 1 ], \n",
+                             "\n0x80020009  Tag:tolv.control.zoom_ratio Type:float\t[ 2.500000 ], \n"})
+        EXPECT_THAT(text, HasSubstr(line));
+
+    Outcome diff = tamo("meta diff back.meta front.meta");
+    EXPECT_EQ(diff.status, 1) << diff.err;
+    EXPECT_EQ(diff.out, "--- back.meta\n+++ front.meta\n"
+                        "+ android.flash.info.available [ FALSE ]\n"
+                        "- android.jpeg.gpsCoordinates [ 0.1 -33.8688 ]\n"
+                        "- android.lens.facing [ BACK ]\n"
+                        "+ android.lens.facing [ FRONT ]\n"
+                        "1 only in back.meta, 1 only in front.meta, 1 with other values\n");
+
+    // A whole camera, framework tags included, through JSON and back.
     ASSERT_EQ(tamo("meta make --camera 0 cam0.meta").status, 0);
-    Outcome dump = tamo("meta dump cam0.meta");
-    ASSERT_EQ(dump.status, 0) << dump.err;
-    EXPECT_THAT(dump.out, HasSubstr("\n0x80010000  Tag:com.tolv.chi.override.CameraType Type:byte\t"
-                                    "[ 99 97 109 48 ], \n"));
+    write("cam0.json", tamo("meta dump --json cam0.meta").out);
+    ASSERT_EQ(tamo("meta make --from-json cam0.json again.meta").status, 0);
+    Outcome same = tamo("meta diff cam0.meta again.meta");
+    EXPECT_EQ(same.status, 0);
+    EXPECT_EQ(same.out + same.err, "");
 
     const std::string good = slurp("cam0.meta");
     write("bad.meta", good.substr(0, good.size() - 8));
     write("huge.meta", "");
     fs::resize_file(dir / "huge.meta", 65u << 20);
     write("short.raw10", std::string(63, '\0'));
-    const std::pair<std::string, std::string> refused[] = {
-        {"meta dump bad.meta", "bad.meta: not a valid camera metadata buffer (" + std::to_string(good.size() - 8) +
-                                       " bytes)\n"},
+    write("bad.json", "{\"android.lens.facing\": [\"BACK\"],\n \"x\": }");
+    write("wrong.json", R"([{"android.lens.facin": ["BACK"]}, {"android.sensor.orientation": ["9x"]},
+                           {"android.sensor.forwardMatrix1": ["1", "2", "3"]}])");
+    const std::string badSize = std::to_string(good.size() - 8);
+    const struct {
+        std::string args, reason;
+        int status = 1;
+    } refused[] = {
+        {"meta dump bad.meta", "bad.meta: not a valid camera metadata buffer (" + badSize + " bytes)\n"},
         {"meta dump huge.meta", "huge.meta: 68157440 bytes, too big for camera metadata"},
         {"meta make --camera 9 none.meta", "the platform has no camera 9\n"},
         {"raw2png --format raw10 --size 8x1 short.raw10 short.png",
          "short.raw10: 63 bytes, too short: 8x1 raw10 at stride 64 takes 64\n"},
+        {"meta make --from-json bad.json none.meta", "bad.json: not JSON: parse error at line 2, column 7: "},
+        {"meta make --from-json wrong.json none.meta", "wrong.json: [0].android.lens.facin: no such tag\n"},
+        {"meta make --from-json wrong.json --index 1 none.meta",
+         "wrong.json: [1].android.sensor.orientation[0]: \"9x\" is not a value of type int32\n"},
+        {"meta make --from-json wrong.json --index 2 none.meta",
+         "wrong.json: [2].android.sensor.forwardMatrix1[2]: a rational without its denominator (odd length 3)\n"},
+        {"meta diff cam0.meta bad.meta", "bad.meta: not a valid camera metadata buffer (" + badSize + " bytes)\n", 2},
     };
-    for (const auto& [args, reason] : refused) {
+    for (const auto& [args, reason, status] : refused) {
         Outcome bad = tamo(args);
-        EXPECT_EQ(bad.status, 1) << args;
+        EXPECT_EQ(bad.status, status) << args;
         EXPECT_EQ(bad.out, "") << args;
         EXPECT_EQ(bad.err.rfind("tamo: " + reason, 0), 0u) << bad.err;
         EXPECT_EQ(std::count(bad.err.begin(), bad.err.end(), '\n'), 1) << bad.err;
     }
     EXPECT_FALSE(fs::exists(dir / "none.meta") || fs::exists(dir / "short.png"));
+
+    Outcome skipped = tamo("meta make --from-json wrong.json --skip-unknown empty.meta");
+    EXPECT_EQ(skipped.status, 0);
+    EXPECT_EQ(skipped.err, "tamo: warning: wrong.json: [0].android.lens.facin: no such tag, skipped\n");
+    EXPECT_EQ(fs::file_size(dir / "empty.meta"), 48u);
 }
 
 } // namespace

@@ -3,6 +3,10 @@
  * header, an array of entries and a data area for payloads of more than four
  * bytes. The binary layout is shared with the device side, so a packet may be
  * copied between processes as it stands.
+ *
+ * Buffers are not locked: a call that changes one must not overlap any other
+ * call on it. Name, type, enumeration and permission lookups may run from
+ * any thread.
  */
 #ifndef SYSTEM_CAMERA_METADATA_H
 #define SYSTEM_CAMERA_METADATA_H
@@ -71,14 +75,16 @@ extern const char *camera_metadata_type_names[NUM_TYPES];
 extern const size_t camera_metadata_type_size[NUM_TYPES];
 
 /*
- * Allocates a buffer with room for exactly entry_capacity entries and
- * data_capacity data bytes. NULL when out of memory or too large.
+ * Allocates a zero-filled buffer with room for exactly entry_capacity entries
+ * and data_capacity data bytes. NULL when out of memory or too large.
  */
 camera_metadata_t *allocate_camera_metadata(size_t entry_capacity, size_t data_capacity);
 
 /*
  * Lays out an empty buffer in caller memory (8-byte aligned, at least
- * calculate_camera_metadata_size() bytes). NULL when it does not fit.
+ * calculate_camera_metadata_size() bytes). Only the header and the padding
+ * at the end are written; the caller clears the rest if it travels. NULL
+ * when it does not fit.
  */
 camera_metadata_t *place_camera_metadata(void *dst, size_t dst_size, size_t entry_capacity,
                                          size_t data_capacity);
@@ -171,6 +177,27 @@ const char *get_local_camera_metadata_section_name(uint32_t tag, const camera_me
 const char *get_local_camera_metadata_tag_name(uint32_t tag, const camera_metadata_t *meta);
 int get_local_camera_metadata_tag_type(uint32_t tag, const camera_metadata_t *meta);
 
+/*
+ * The label of an enumerated tag's value ("BACK" for ANDROID_LENS_FACING_BACK),
+ * at most size - 1 characters and a terminating zero. 0 on success; -1, with
+ * "error: not an enum" or "error: enum value out of range" written instead,
+ * for a tag without named values or a value it does not name.
+ */
+int camera_metadata_enum_snprint(uint32_t tag, uint32_t value, char *dst, size_t size);
+
+/*
+ * The value of a label, compared with strncmp() over at most size characters
+ * in declaration order; the first match wins. 0 on success, -1 for a NULL
+ * name or value, a tag without named values or no match.
+ */
+int camera_metadata_enum_value(uint32_t tag, const char *name, size_t size, uint32_t *value);
+
+/*
+ * The tags whose values need the camera permission, *tag_count of them; a
+ * static array. NULL when tag_count is NULL.
+ */
+const int32_t *get_camera_metadata_permission_needed(uint32_t *tag_count);
+
 /* Superseded by set_camera_metadata_vendor_ops(); always fails. */
 typedef struct vendor_tag_query_ops vendor_tag_query_ops_t;
 struct vendor_tag_query_ops {
@@ -183,8 +210,9 @@ struct vendor_tag_query_ops {
 int set_camera_metadata_vendor_tag_ops(const vendor_tag_query_ops_t *query_ops);
 
 /*
- * Writes a description of the buffer to fd. verbosity 0: entries only,
- * 1: also up to 16 values each, 2: all values.
+ * Writes a description of the buffer to fd, enumerated byte and int32 values
+ * by label. verbosity 0: entries only, 1: also up to 16 values each, 2: all
+ * values.
  */
 void dump_camera_metadata(const camera_metadata_t *metadata, int fd, int verbosity);
 void dump_indented_camera_metadata(const camera_metadata_t *metadata, int fd, int verbosity,
