@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build needs, only those that are missing.
-# Quiet when everything is present. Usage: scripts/deps.sh [--ci]
+# Quiet when everything is present. Usage: scripts/deps.sh [--ci | --list]
+# --list prints the host package list, one a line, and installs nothing.
 set -euo pipefail
 
 packages=(
@@ -12,6 +13,10 @@ packages=(
 # Fuzzers and the sanitizer runs in CI need clang and its runtimes.
 if [[ "${1:-}" == "--ci" ]]; then
   packages+=(clang libclang-rt-14-dev llvm)
+fi
+if [[ "${1:-}" == "--list" ]]; then
+  printf '%s\n' "${packages[@]}"
+  exit 0
 fi
 
 missing=()
