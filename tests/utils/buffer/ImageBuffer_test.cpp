@@ -2,6 +2,8 @@
 #include <tuple>
 
 #include "BufferTestSupport.h"
+#include "ThreadWatch.h"
+#include "buffer/ImageBufferPrivate.h"
 
 using namespace tamo;
 using namespace buffertest;
@@ -100,6 +102,49 @@ TEST(ImageBufferManager, OldestReleaseFirstStrangersRefusedAndAFullPoolBlocks)
     g_logLv = 1;
     EXPECT_EQ(pool->acquireImageBuffer(), nullptr);
     EXPECT_EQ(lines(capture), Lines(2, "acquireImageBuffer: Signal by flush."));
+}
+
+// Two waiters on a full pool; a release wakes one, but the freed buffer is
+// dropped before it runs and its growth fails. It must pass the wake-up on:
+// the other waiter is not left asleep while nothing is busy. Which thread
+// gets the mutex first after the release is the scheduler's choice, so
+// rounds run until the releasing thread has won it three times.
+TEST(ImageBufferManager, AWaiterWhoseGrowthFailsWakesTheNext)
+{
+    LogCapture capture;
+    int lostWakeUps = 0;
+    for (int round = 0; round < 30 && lostWakeUps < 3; round++) {
+        native_handle const* slot = nullptr; // imported once, then every build fails
+        auto pool = ImageBufferManagerBuilder().setMinCount(1).setMaxCount(1)
+                            .setImageBufferBuilder(builder(0x11, 8, 8).setBufferHandle(&slot)).build();
+        auto held = pool->acquireImageBuffer();
+        std::atomic<long> ids[2] = {0, 0};
+        auto wait = [&](int i) { ids[i] = testsupport::threadId(); return pool->acquireImageBuffer(); };
+        Waiter first = std::async(std::launch::async, wait, 0), second = std::async(std::launch::async, wait, 1);
+        struct Release { // on any way out, so that no waiter outlives the round
+            ~Release() { pool->flush(), pool->flush(); }
+            std::shared_ptr<ImageBufferManager> pool;
+        } release{pool};
+        ASSERT_TRUE(testsupport::waitUntil([&] {
+            return ids[0] && ids[1] && testsupport::parkedOn(ids[0], pool.get(), sizeof(ImageBufferManagerImpl)) &&
+                   testsupport::parkedOn(ids[1], pool.get(), sizeof(ImageBufferManagerImpl));
+        }));
+        pool->releaseImageBuffer(held);
+        pool->releaseResource();
+        Waiter* woken = nullptr;
+        ASSERT_TRUE(testsupport::waitUntil([&] {
+            for (Waiter* w : {&first, &second})
+                if (w->wait_for(0s) == std::future_status::ready)
+                    woken = w;
+            return woken != nullptr;
+        }));
+        if (woken->get() != nullptr) // it took the buffer before it was dropped
+            continue;
+        lostWakeUps++;
+        EXPECT_EQ(await(woken == &first ? second : first, 5), nullptr);
+        EXPECT_EQ(pool->getBusyBufferCount() + pool->getFreeBufferCount(), 0u);
+    }
+    EXPECT_EQ(lostWakeUps, 3);
 }
 
 TEST(ImageBufferManager, DumpsAndUnreturnedBuffers)
