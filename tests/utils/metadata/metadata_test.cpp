@@ -65,10 +65,12 @@ TEST(Metadata, GrowsToExactlyWhatIsAppended)
     }
 }
 
-// Growing frees the buffer that an append into itself reads from.
-TEST(Metadata, AppendsItselfWhileGrowing)
+// Replacing or growing frees the buffer that the object reads itself from.
+TEST(Metadata, ReadsItselfWhileReplacingOrGrowing)
 {
-    auto meta = object(ints(2, 16, {{C, 1}, {R, 4}})); // exact: any append grows it
+    auto meta = object(ints(6, 64, {{C, 1}, {R, 4}}));
+    ASSERT_TRUE(meta->init(meta->getFwkMetadata())); // exact: any append grows it
+    EXPECT_EQ(caps(meta), Caps(2, 16));
     ASSERT_TRUE(meta->appendMetadata(meta->getFwkMetadata()));
     ASSERT_TRUE(meta->appendMetadata(meta));
     EXPECT_EQ(caps(meta), Caps(8, 64));
