@@ -82,6 +82,11 @@ Entries entriesOf(const camera_metadata_t* m)
     return out;
 }
 
+bool byTag(const Entries::value_type& a, const Entries::value_type& b)
+{
+    return std::get<0>(a) < std::get<0>(b);
+}
+
 void checkCopy(const camera_metadata_t* copy, const Entries& entries)
 {
     FUZZ_CHECK(copy != nullptr);
@@ -172,7 +177,7 @@ void readOnly(const camera_metadata_t* m, size_t size)
     if (header(m, 8) & 1)
         return;
     Entries sorted = entries;
-    std::stable_sort(sorted.begin(), sorted.end(), [](auto& a, auto& b) { return std::get<0>(a) < std::get<0>(b); });
+    std::stable_sort(sorted.begin(), sorted.end(), byTag);
     FUZZ_CHECK(sort_camera_metadata(copy) == 0);
     checkCopy(copy, sorted);
 }
@@ -196,7 +201,8 @@ void edit(Reader& in, const camera_metadata_t* m)
     Entries entries = entriesOf(p);
     int dumped = 0;
     for (int step = 0; step < 64 && !in.empty(); step++) {
-        const size_t n = entries.size(), room = get_camera_metadata_data_capacity(p) - get_camera_metadata_data_count(p);
+        const size_t n = entries.size();
+        const size_t room = get_camera_metadata_data_capacity(p) - get_camera_metadata_data_count(p);
         camera_metadata_ro_entry_t e{};
         const uint8_t op = in.u8() % OP_COUNT;
         switch (op) {
@@ -215,7 +221,7 @@ void edit(Reader& in, const camera_metadata_t* m)
         case UPDATE: {
             const size_t index = in.u8() % (n + 1);
             size_t count = in.u8() % 40;
-            std::vector<uint8_t> v = values(in, count);
+            const std::vector<uint8_t> v = values(in, count);
             const uint8_t* from = v.data();
             const bool own = in.u8() & 1; // values from the packet itself, which the update moves
             if (get_camera_metadata_ro_entry(p, index, &e) != 0) {
@@ -227,16 +233,18 @@ void edit(Reader& in, const camera_metadata_t* m)
                 camera_metadata_ro_entry_t source;
                 get_camera_metadata_ro_entry(p, in.u8() % n, &source);
                 from = source.data.u8;
-                count = std::min<size_t>(count, (reinterpret_cast<uint8_t*>(p) + get_camera_metadata_size(p) - from) / size);
+                const uint8_t* end = reinterpret_cast<uint8_t*>(p) + get_camera_metadata_size(p);
+                count = std::min<size_t>(count, (end - from) / size);
             }
-            v.assign(from, from + count * size);
+            const std::vector<uint8_t> wanted(from, from + count * size);
             const bool aliased = shared(p, index);
             camera_metadata_entry_t updated;
             if (update_camera_metadata_entry(p, index, count ? from : nullptr, count, &updated) != 0)
                 break;
-            FUZZ_CHECK(updated.index == index && updated.count == count && std::memcmp(updated.data.u8, v.data(), v.size()) == 0);
+            FUZZ_CHECK(updated.index == index && updated.count == count &&
+                       std::equal(wanted.begin(), wanted.end(), updated.data.u8));
             std::get<2>(entries[index]) = count;
-            std::get<3>(entries[index]) = hash(v.data(), v.size());
+            std::get<3>(entries[index]) = hash(wanted.data(), wanted.size());
             if (aliased)
                 entries = entriesOf(p);
             break;
@@ -255,9 +263,11 @@ void edit(Reader& in, const camera_metadata_t* m)
             camera_metadata_t* dst = into ? p : fresh.get();
             const camera_metadata_t* src = into ? m : p;
             const uint64_t id = get_camera_metadata_vendor_id(dst), srcId = get_camera_metadata_vendor_id(src);
-            const bool fits = get_camera_metadata_entry_count(dst) + get_camera_metadata_entry_count(src) <= get_camera_metadata_entry_capacity(dst) &&
-                              get_camera_metadata_data_count(src) <= get_camera_metadata_data_capacity(dst) - get_camera_metadata_data_count(dst) &&
-                              (id == srcId || id == CAMERA_METADATA_INVALID_VENDOR_ID || srcId == CAMERA_METADATA_INVALID_VENDOR_ID);
+            const size_t entryRoom = get_camera_metadata_entry_capacity(dst) - get_camera_metadata_entry_count(dst);
+            const size_t dataRoom = get_camera_metadata_data_capacity(dst) - get_camera_metadata_data_count(dst);
+            const bool fits = get_camera_metadata_entry_count(src) <= entryRoom &&
+                              get_camera_metadata_data_count(src) <= dataRoom &&
+                              (id == srcId || std::max(id, srcId) == CAMERA_METADATA_INVALID_VENDOR_ID);
             Entries expected = into ? entries : Entries{};
             for (auto& entry : entriesOf(src))
                 expected.push_back(entry);
@@ -280,7 +290,7 @@ void edit(Reader& in, const camera_metadata_t* m)
         }
         case SORT:
             if (!(header(p, 8) & 1))
-                std::stable_sort(entries.begin(), entries.end(), [](auto& a, auto& b) { return std::get<0>(a) < std::get<0>(b); });
+                std::stable_sort(entries.begin(), entries.end(), byTag);
             FUZZ_CHECK(sort_camera_metadata(p) == 0 && (header(p, 8) & 1));
             break;
         case DUMP: { // once, and small: every value is a dprintf, which is slow
@@ -317,17 +327,20 @@ void edit(Reader& in, const camera_metadata_t* m)
             FUZZ_CHECK(type >= NUM_TYPES ? bytes == 0 : bytes % 8 == 0 && bytes < dataCount * 8ull + 8);
             ExactCopy block(512);
             const size_t shift = in.u8() % 9;
-            camera_metadata_t* placed = place_camera_metadata(block.get() + shift, block.size - shift, entryCount % 32, dataCount % 512);
+            camera_metadata_t* placed =
+                    place_camera_metadata(block.get() + shift, block.size - shift, entryCount % 32, dataCount % 512);
             FUZZ_CHECK(placed == nullptr || (shift % 8 == 0 && get_camera_metadata_entry_count(placed) == 0));
             checkValid(placed);
-            FUZZ_CHECK(get_camera_metadata_size(nullptr) == 1 && get_camera_metadata_compact_size(nullptr) == 1 &&
-                       append_camera_metadata(p, nullptr) != 0 && append_camera_metadata(nullptr, p) != 0 &&
-                       clone_camera_metadata(nullptr) == nullptr && sort_camera_metadata(nullptr) != 0 &&
-                       add_camera_metadata_entry(nullptr, 0, nullptr, 0) != 0 &&
-                       find_camera_metadata_entry(nullptr, 0, nullptr) != 0 && find_camera_metadata_ro_entry(nullptr, 0, nullptr) != 0 &&
-                       delete_camera_metadata_entry(nullptr, 0) != 0 && update_camera_metadata_entry(nullptr, 0, nullptr, 0, nullptr) != 0 &&
-                       get_camera_metadata_entry(p, 0, nullptr) != 0 && copy_camera_metadata(nullptr, 0, p) == nullptr &&
-                       validate_camera_metadata_structure(nullptr, nullptr) != 0 && get_camera_metadata_alignment() == 8);
+            FUZZ_CHECK(get_camera_metadata_size(nullptr) == 1 && get_camera_metadata_compact_size(nullptr) == 1);
+            FUZZ_CHECK(append_camera_metadata(p, nullptr) && append_camera_metadata(nullptr, p) &&
+                       sort_camera_metadata(nullptr) && add_camera_metadata_entry(nullptr, 0, nullptr, 0));
+            FUZZ_CHECK(find_camera_metadata_entry(nullptr, 0, nullptr) &&
+                       find_camera_metadata_ro_entry(nullptr, 0, nullptr) && delete_camera_metadata_entry(nullptr, 0));
+            FUZZ_CHECK(update_camera_metadata_entry(nullptr, 0, nullptr, 0, nullptr) &&
+                       get_camera_metadata_entry(p, 0, nullptr) &&
+                       validate_camera_metadata_structure(nullptr, nullptr));
+            FUZZ_CHECK(!clone_camera_metadata(nullptr) && !copy_camera_metadata(nullptr, 0, p) &&
+                       get_camera_metadata_alignment() == 8);
             dump_camera_metadata(nullptr, devNull, 0);
             break;
         }
