@@ -1,7 +1,5 @@
-/*
- * Shared by the fuzz targets: their entry points, reading an input front to
- * back, exact-size heap copies for AddressSanitizer, and invariant checks.
- */
+// Shared by the fuzz targets: their entry points, reading an input front to
+// back, exact-size heap copies for AddressSanitizer, and invariant checks.
 #pragma once
 
 #include <cstdint>
@@ -82,12 +80,10 @@ struct ExactCopy {
     size_t size;
 };
 
-/*
- * The library logs to standard error, and the dump paths log a line per
- * value. libFuzzer's -close_fd_mask=2 sends fd 2 to /dev/null while it keeps
- * its own output and the sanitizer reports on a duplicate; this adds the
- * flag to the command line unless the caller gave one (=0 shows the lines).
- */
+// The library logs to standard error, and the dump paths log a line per
+// value. libFuzzer's -close_fd_mask=2 sends fd 2 to /dev/null while it keeps
+// its own output and the sanitizer reports on a duplicate; this adds the
+// flag to the command line unless the caller gave one (=0 shows the lines).
 inline void quietStderr(int* argc, char*** argv)
 {
     for (int i = 1; i < *argc; i++)

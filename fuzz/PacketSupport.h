@@ -1,7 +1,5 @@
-/*
- * Camera metadata packets in fuzz inputs, shared by the targets that take
- * them: reading one, picking tags, and what every packet must satisfy.
- */
+// Camera metadata packets in fuzz inputs, shared by the targets that take
+// them: reading one, picking tags, and what every packet must satisfy.
 #pragma once
 
 #include <system/camera_metadata.h>

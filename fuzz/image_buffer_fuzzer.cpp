@@ -1,11 +1,9 @@
-/*
- * Image format arithmetic for any format and size, and gralloc buffers
- * built, mapped, written, saved and loaded for any format and for modest
- * sizes, also wrapping another buffer's handle under a different (lying)
- * description, or a slot without a handle.
- *
- * Input: a sequence of operations, each an opcode byte and its arguments.
- */
+// Image format arithmetic for any format and size, and gralloc buffers
+// built, mapped, written, saved and loaded for any format and for modest
+// sizes, also wrapping another buffer's handle under a different (lying)
+// description, or a slot without a handle.
+//
+// Input: a sequence of operations, each an opcode byte and its arguments.
 #include <unistd.h>
 
 #include <cstdio>

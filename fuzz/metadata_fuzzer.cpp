@@ -1,17 +1,15 @@
-/*
- * Metadata objects driven by untrusted packets and arbitrary sequences of
- * operations on four objects: init from a packet or from itself, appends
- * (of an object into itself too), tag updates, lookups, clones, both dumps
- * and the request converter, with the framework's vendor tag callbacks
- * installed. After every operation the object it changed must hold a valid
- * packet. Tag numbers of any kind are also resolved through the callbacks:
- * framework numbers answer from the table by position, platform numbers
- * from the platform's tag descriptor, the rest nothing, and the camera
- * metadata library answers the same.
- *
- * Input: a sequence of operations, each an opcode byte and its arguments
- * (see run()); a packet argument is a 16-bit length and that many bytes.
- */
+// Metadata objects driven by untrusted packets and arbitrary sequences of
+// operations on four objects: init from a packet or from itself, appends
+// (of an object into itself too), tag updates, lookups, clones, both dumps
+// and the request converter, with the framework's vendor tag callbacks
+// installed. After every operation the object it changed must hold a valid
+// packet. Tag numbers of any kind are also resolved through the callbacks:
+// framework numbers answer from the table by position, platform numbers
+// from the platform's tag descriptor, the rest nothing, and the camera
+// metadata library answers the same.
+//
+// Input: a sequence of operations, each an opcode byte and its arguments
+// (see run()); a packet argument is a 16-bit length and that many bytes.
 #include <string>
 
 #include <TamoLogControl.h>

@@ -1,18 +1,16 @@
-/*
- * Stream buffers and sets under arbitrary sequences of building, asking
- * for image buffers, returning, setting status and dropping collectors,
- * sets and buffers in any order. A model of the hand-back rules predicts
- * every result and every collector call:
- *
- *  - a buffer goes back alone at most once, and never after it went back
- *    with a set;
- *  - a live set goes back once, whole, to its own collector; a member that
- *    went back before goes back again with it (by design);
- *  - nothing outlives the input (every object is dropped and must be gone).
- *
- * Input: a sequence of operations, each an opcode byte, a target slot and
- * its arguments.
- */
+// Stream buffers and sets under arbitrary sequences of building, asking
+// for image buffers, returning, setting status and dropping collectors,
+// sets and buffers in any order. A model of the hand-back rules predicts
+// every result and every collector call:
+//
+//  - a buffer goes back alone at most once, and never after it went back
+//    with a set;
+//  - a live set goes back once, whole, to its own collector; a member that
+//    went back before goes back again with it (by design);
+//  - nothing outlives the input (every object is dropped and must be gone).
+//
+// Input: a sequence of operations, each an opcode byte, a target slot and
+// its arguments.
 #include <map>
 
 #include <TamoLogControl.h>

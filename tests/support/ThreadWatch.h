@@ -1,8 +1,6 @@
-/*
- * Host only: what another thread of this process is blocked on, read from
- * /proc, so that a test can wait for a waiter to be parked instead of
- * sleeping and hoping.
- */
+// Host only: what another thread of this process is blocked on, read from
+// /proc, so that a test can wait for a waiter to be parked instead of
+// sleeping and hoping.
 #pragma once
 
 #include <sys/syscall.h>
