@@ -96,12 +96,15 @@ TEST(Metadata, UpdateClearsToAnEmptyEntry)
     camera_metadata_ro_entry_t last{};
     get_camera_metadata_ro_entry(meta->getFwkMetadata(), 1, &last);
     EXPECT_TRUE(entry.count == 0 && entry.data != nullptr && last.tag == R);
+    ASSERT_TRUE(meta->updateMetaDataByTag(F, v.data(), 2) && meta->updateMetaDataByTag(R, nullptr, 0));
+    get_camera_metadata_ro_entry(meta->getFwkMetadata(), 2, &last);
+    EXPECT_EQ(last.tag, F); // cleared again, an empty entry stays where it is
     EXPECT_TRUE(meta->updateMetaDataByTag(R, v.data(), 2));
     EXPECT_TRUE(capture.records().empty());
 
     EXPECT_FALSE(meta->updateMetaDataByTag(R, v.data(), 17)); // 72 bytes: no room
     EXPECT_EQ(values(meta, R), V({7, 7}));
-    entry = meta->getMetadataByTag(F);
+    entry = meta->getMetadataByTag(P);
     EXPECT_TRUE(entry.count == 0xFFFFFFFF && entry.data == nullptr);
     EXPECT_FALSE(meta->init(nullptr));
     EXPECT_EQ(values(meta, R), V({7, 7})); // a refused source changes nothing
