@@ -1,5 +1,3 @@
-// What the stream buffer fuzzer's model cannot see: the messages and their
-// levels, overridden formats, and the order of marking and collecting.
 #include <tamo/StreamBuffer.h>
 
 #include <functional>
@@ -16,11 +14,17 @@ using Infos = std::vector<std::shared_ptr<StreamInfo>>;
 namespace {
 
 struct Collector : IBufferCollector {
-    Buffers single;
+    Buffers single, kept; // kept: everything handed back, held on to
     std::vector<Buffers> sets;
     std::function<void(const Buffers&)> onSet;
-    void collectBuffer(std::shared_ptr<StreamBuffer> buffer) override { single.push_back(buffer); }
-    void collectBufferSet(Buffers buffers) override { sets.push_back(buffers); if (onSet) onSet(buffers); }
+    void collectBuffer(std::shared_ptr<StreamBuffer> buffer) override { single.push_back(buffer); kept.push_back(buffer); }
+    void collectBufferSet(Buffers buffers) override
+    {
+        sets.push_back(buffers);
+        kept.insert(kept.end(), buffers.begin(), buffers.end());
+        if (onSet)
+            onSet(buffers);
+    }
 };
 
 struct Requestor : IBufferRequestor {
@@ -42,7 +46,7 @@ std::shared_ptr<StreamBuffer> requested(int id, const std::shared_ptr<Collector>
             .setImageBufferRequestor(requestor).build();
 }
 
-TEST(StreamBufferBuilder, ChecksItsSourcesInOrderAndCopiesAnOverriddenRecord)
+TEST(StreamBufferBuilder, ChecksItsSourcesInOrderAndSharesOrCopiesTheRecord)
 {
     auto image = builder(0x11, 64, 48).build();
     auto requestor = std::make_shared<Requestor>();
@@ -55,34 +59,48 @@ TEST(StreamBufferBuilder, ChecksItsSourcesInOrderAndCopiesAnOverriddenRecord)
     EXPECT_EQ(StreamBufferBuilder().setImageBufferRequestor(requestor).setCollector(dead).build(), nullptr);
     EXPECT_EQ(StreamBufferBuilder().setImageBufferRequestor(requestor)
                       .setCollector(std::make_shared<Collector>()).build(), nullptr);
+    // A buffer given up front needs no way back, but then has none.
     auto info = stream(9);
-    auto bare = StreamBufferBuilder().setImageBuffer(image).setStreamInfo(info).build();
+    StreamBufferBuilder b;
+    auto bare = b.setImageBuffer(image).setCollector(dead).setStreamInfo(info).setStreamId(0).build();
+    EXPECT_FALSE(StreamBufferUtils::returnStreamBuffer(bare));
     EXPECT_EQ(StreamBufferUtils::fetchStreamInfo({bare, nullptr, bare}), (Infos{info, nullptr, info}));
     EXPECT_EQ(StreamBufferUtils::cloneStreamInfo(nullptr), nullptr);
     EXPECT_EQ(lines(capture), (Lines{"build: Invalid image size 0x48", "build: empty source", "build: invalid source",
                                      "build: requested buffer cannot return", "build: no stream info",
                                      "fetchStreamInfo: empty stream buffer", "cloneStreamInfo: no stream info"}));
 
+    // The record is shared, and ids from 1 up are written into it.
+    auto clone = StreamBufferUtils::cloneStreamInfo(info);
+    b.setStreamId(-4).build();
+    platform::AppStreamBuffer record;
+    record.bufferId = 77;
+    auto with = StreamBufferBuilder(b).setStreamId(5).setStreamBufferInfo(record).build();
+    EXPECT_TRUE(with->getStreamInfo() == info && info->streamId == 5 && clone->streamId == 9);
+    EXPECT_EQ(StreamBufferUtils::getHidlStreamInfo(bare), nullptr);
+    EXPECT_EQ(StreamBufferUtils::getHidlStreamInfo(with)->bufferId, 77u);
     // Format 0x22 overridden by nv21, copied: the caller's record stays as it was.
     StreamInfo local{0, 0, 0, 0, 0x22, 0, 0, 0, -1, 0, 0, 0, 0x11, 0, 0};
-    auto own = StreamBufferBuilder().setImageBuffer(image).setStreamInfo(local, true).setStreamId(3).build();
-    EXPECT_EQ(own->getInfo(), "[3]nv21");
+    EXPECT_EQ(b.setStreamInfo(local, true).setStreamId(3).build()->getInfo(), "[3]nv21");
     EXPECT_EQ(std::make_pair(local.format, local.streamId), std::make_pair(0x22u, 0));
 }
 
-TEST(StreamBuffer, DumpsWithoutAskingAndNamesAnUnknownFormat)
+TEST(StreamBuffer, AsksTheRequestorUntilItAnswersButNotToDump)
 {
     auto requestor = std::make_shared<Requestor>();
     auto buffer = requested(3, std::make_shared<Collector>(), requestor);
     LevelGuard level(2);
     LogCapture capture;
     buffer->dump(); // without asking
-    EXPECT_TRUE(requestor->asked.empty());
+    EXPECT_TRUE(buffer->getImageBuffer() == nullptr && buffer->getImageBuffer() == nullptr);
     requestor->answer = builder(0x11, 64, 48).build();
-    buffer->getImageBuffer();
+    EXPECT_TRUE(buffer->getImageBuffer() == requestor->answer && buffer->getImageBuffer() == requestor->answer);
+    EXPECT_EQ(requestor->asked, Infos(3, buffer->getStreamInfo()));
     buffer->dump();
     EXPECT_EQ(capture.count("no image buffer to dump", 0), 1u);
     EXPECT_EQ(capture.count("\t Size : %ux%u", 2), 1u);
+
+    EXPECT_EQ(buffer->getStatus(), "[3]nv21(err) "); // until told otherwise
     buffer->getStreamInfo()->format = 0x99;
     buffer->getStreamInfo()->streamId = -2;
     capture.clear();
@@ -91,7 +109,8 @@ TEST(StreamBuffer, DumpsWithoutAskingAndNamesAnUnknownFormat)
     EXPECT_EQ(lines(capture), (Lines{"getFormatString: format not found. 0x99"}));
 }
 
-TEST(StreamBufferSetBuilder, NeedsSourceThenCollectorAndDumpsAtInfoLevel)
+// Empty pointers are dropped like buffers of another stream.
+TEST(StreamBufferSetBuilder, FiltersByStreamAndNeedsSourceThenCollector)
 {
     auto collector = std::make_shared<Collector>();
     auto a = requested(7, collector), b = requested(3, collector);
@@ -104,8 +123,10 @@ TEST(StreamBufferSetBuilder, NeedsSourceThenCollectorAndDumpsAtInfoLevel)
                                      "build: stream buffer set no source."}));
 
     auto set = StreamBufferSetBuilder(7).setStreamBuffers({a, nullptr, b, a}).setCollector(collector).build();
-    ASSERT_NE(set, nullptr);
     EXPECT_EQ(set->getStreamBuffers(), (Buffers{a, a}));
+    EXPECT_EQ(std::make_tuple(set->getSize(), set->getStreamBuffer(1), set->getStreamBuffer(2)),
+              std::make_tuple(2u, a, nullptr));
+    EXPECT_EQ(StreamBufferSetBuilder().setStreamBuffers({b, b}).setCollector(collector).build()->getSize(), 2u);
     LevelGuard level;
     capture.clear();
     for (g_logLv = 1; g_logLv <= 2; g_logLv++)
@@ -113,9 +134,12 @@ TEST(StreamBufferSetBuilder, NeedsSourceThenCollectorAndDumpsAtInfoLevel)
     EXPECT_EQ(lines(capture), (Lines{"dump: contain 2 of stream buffer"}));
 }
 
-// A set marks its members as returned before its collector runs, so a
-// member that the collector hands back on its own is not collected again.
-TEST(StreamBufferUtils, ASetMarksItsMembersBeforeItsCollectorRuns)
+// returnStreamBuffer() hands back the newest live set a buffer is in, else
+// the buffer alone; each once, and only while its collector lives, which
+// neither the buffer nor the set keeps alive. A set marks its members before
+// its collector runs, so a member handed back from there is not collected
+// again.
+TEST(StreamBufferUtils, ReturnsTheNewestLiveSetElseTheBufferAloneOnce)
 {
     auto older = std::make_shared<Collector>(), collector = std::make_shared<Collector>();
     auto a = requested(1, collector), b = requested(2, collector);
@@ -126,12 +150,30 @@ TEST(StreamBufferUtils, ASetMarksItsMembersBeforeItsCollectorRuns)
         for (const auto& m : members)
             alone.push_back(dynamic_cast<StreamBufferImpl&>(*m).releaseBuffer());
     };
-    EXPECT_TRUE(StreamBufferUtils::returnStreamBuffer(b)); // the newest set
+    EXPECT_TRUE(StreamBufferUtils::returnStreamBuffer(b));
     EXPECT_EQ(alone, (std::vector<bool>{false, false}));
     EXPECT_FALSE(StreamBufferUtils::returnStreamBuffer(a) ||
                  dynamic_cast<StreamBufferSetImpl&>(*set).releaseBufferSet());
     EXPECT_EQ(collector->sets, std::vector<Buffers>{(Buffers{a, b})});
     EXPECT_TRUE(collector->single.empty() && older->sets.empty());
+
+    auto buffer = requested(3, collector), kept = requested(4, collector);
+    std::weak_ptr<StreamBufferSet> dead =
+            StreamBufferSetBuilder().setStreamBuffers({kept, requested(5, collector)}).setCollector(collector).build();
+    EXPECT_TRUE(dead.expired());
+    EXPECT_FALSE(StreamBufferUtils::returnStreamBuffer(nullptr));
+    for (const auto& single : {buffer, kept})
+        EXPECT_TRUE(StreamBufferUtils::returnStreamBuffer(single) && !StreamBufferUtils::returnStreamBuffer(single));
+    EXPECT_EQ(collector->single, (Buffers{buffer, kept}));
+
+    // A collector that keeps what it got makes no cycle: all of it goes.
+    auto orphan = requested(6, collector);
+    std::weak_ptr<Collector> watch = collector;
+    std::weak_ptr<StreamBuffer> watchBuffer = a;
+    collector.reset();
+    a.reset(), b.reset(), set.reset(), first.reset(), buffer.reset(), kept.reset();
+    EXPECT_TRUE(watch.expired() && watchBuffer.expired());
+    EXPECT_FALSE(StreamBufferUtils::returnStreamBuffer(orphan));
 }
 
 } // namespace
