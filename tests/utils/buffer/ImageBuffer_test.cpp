@@ -106,45 +106,41 @@ TEST(ImageBufferManager, OldestReleaseFirstStrangersRefusedAndAFullPoolBlocks)
 
 // Two waiters on a full pool; a release wakes one, but the freed buffer is
 // dropped before it runs and its growth fails. It must pass the wake-up on:
-// the other waiter is not left asleep while nothing is busy. Which thread
-// gets the mutex first after the release is the scheduler's choice, so
-// rounds run until the releasing thread has won it three times.
+// the other waiter is not left asleep while nothing is busy. Both waiters
+// are held still from before the release until after the drop, so the
+// woken one cannot take the buffer first.
 TEST(ImageBufferManager, AWaiterWhoseGrowthFailsWakesTheNext)
 {
     LogCapture capture;
-    int lostWakeUps = 0;
-    for (int round = 0; round < 30 && lostWakeUps < 3; round++) {
-        native_handle const* slot = nullptr; // imported once, then every build fails
-        auto pool = ImageBufferManagerBuilder().setMinCount(1).setMaxCount(1)
-                            .setImageBufferBuilder(builder(0x11, 8, 8).setBufferHandle(&slot)).build();
-        auto held = pool->acquireImageBuffer();
-        std::atomic<long> ids[2] = {0, 0};
-        auto wait = [&](int i) { ids[i] = testsupport::threadId(); return pool->acquireImageBuffer(); };
-        Waiter first = std::async(std::launch::async, wait, 0), second = std::async(std::launch::async, wait, 1);
-        struct Release { // on any way out, so that no waiter outlives the round
-            ~Release() { pool->flush(), pool->flush(); }
-            std::shared_ptr<ImageBufferManager> pool;
-        } release{pool};
-        ASSERT_TRUE(testsupport::waitUntil([&] {
-            return ids[0] && ids[1] && testsupport::parkedOn(ids[0], pool.get(), sizeof(ImageBufferManagerImpl)) &&
-                   testsupport::parkedOn(ids[1], pool.get(), sizeof(ImageBufferManagerImpl));
-        }));
+    native_handle const* slot = nullptr; // imported once, then every build fails
+    auto pool = ImageBufferManagerBuilder().setMinCount(1).setMaxCount(1)
+                        .setImageBufferBuilder(builder(0x11, 8, 8).setBufferHandle(&slot)).build();
+    auto held = pool->acquireImageBuffer();
+    pthread_t threads[2];
+    std::atomic<long> ids[2] = {0, 0};
+    auto wait = [&](int i) {
+        threads[i] = pthread_self();
+        ids[i] = testsupport::threadId();
+        return pool->acquireImageBuffer();
+    };
+    Waiter first = std::async(std::launch::async, wait, 0), second = std::async(std::launch::async, wait, 1);
+    struct Release { // on any way out, so that no waiter outlives the test
+        ~Release() { pool->flush(), pool->flush(); }
+        std::shared_ptr<ImageBufferManager> pool;
+    } release{pool};
+    ASSERT_TRUE(testsupport::waitUntil([&] { // both wait on the pool's condition
+        return ids[0] && ids[1] && testsupport::parkedOn(ids[0], pool.get(), sizeof(ImageBufferManagerImpl), true) &&
+               testsupport::parkedOn(ids[1], pool.get(), sizeof(ImageBufferManagerImpl), true);
+    }));
+    {
+        testsupport::Freeze freeze({threads[0], threads[1]});
+        ASSERT_TRUE(freeze.holding());
         pool->releaseImageBuffer(held);
         pool->releaseResource();
-        Waiter* woken = nullptr;
-        ASSERT_TRUE(testsupport::waitUntil([&] {
-            for (Waiter* w : {&first, &second})
-                if (w->wait_for(0s) == std::future_status::ready)
-                    woken = w;
-            return woken != nullptr;
-        }));
-        if (woken->get() != nullptr) // it took the buffer before it was dropped
-            continue;
-        lostWakeUps++;
-        EXPECT_EQ(await(woken == &first ? second : first, 5), nullptr);
-        EXPECT_EQ(pool->getBusyBufferCount() + pool->getFreeBufferCount(), 0u);
     }
-    EXPECT_EQ(lostWakeUps, 3);
+    EXPECT_EQ(await(first, 5), nullptr);
+    EXPECT_EQ(await(second, 5), nullptr);
+    EXPECT_EQ(capture.count("empty buffer", 0), 2u);
 }
 
 TEST(ImageBufferManager, DumpsAndUnreturnedBuffers)
