@@ -3,43 +3,44 @@
 
 #include "camera_metadata_tag_table.h"
 
-#include <stdatomic.h>
+#define OPERATION_BITS 0xFFu
+#define ONE_ALLOCATION (1u << 8)
 
-/* Disarmed, each check is one relaxed load. */
-static atomic_uint g_allocations; /* failures still to give */
-static atomic_uint g_operations;  /* one bit per armed operation */
+atomic_uint cm_fault_armed;
 
 CAMERA_METADATA_EXPORT
 void camera_metadata_fail_allocations(unsigned int n) {
-    atomic_store_explicit(&g_allocations, n, memory_order_relaxed);
+    unsigned int armed = atomic_load_explicit(&cm_fault_armed, memory_order_relaxed);
+    while (!atomic_compare_exchange_weak_explicit(&cm_fault_armed, &armed,
+                                                  (armed & OPERATION_BITS) | n * ONE_ALLOCATION,
+                                                  memory_order_relaxed, memory_order_relaxed)) {
+    }
 }
 
 CAMERA_METADATA_EXPORT
 void camera_metadata_fail_once(camera_metadata_fault_op_t op) {
-    if ((unsigned)op < CAMERA_METADATA_FAULT_OP_COUNT) {
-        atomic_fetch_or_explicit(&g_operations, 1u << op, memory_order_relaxed);
+    if ((unsigned int)op < CAMERA_METADATA_FAULT_OP_COUNT) {
+        atomic_fetch_or_explicit(&cm_fault_armed, 1u << op, memory_order_relaxed);
     }
 }
 
 CAMERA_METADATA_EXPORT
 void camera_metadata_fault_reset(void) {
-    atomic_store_explicit(&g_allocations, 0, memory_order_relaxed);
-    atomic_store_explicit(&g_operations, 0, memory_order_relaxed);
+    atomic_store_explicit(&cm_fault_armed, 0, memory_order_relaxed);
 }
 
-bool cm_fault_allocation(void) {
-    unsigned int n = atomic_load_explicit(&g_allocations, memory_order_relaxed);
-    while (n != 0) {
-        if (atomic_compare_exchange_weak_explicit(&g_allocations, &n, n - 1, memory_order_relaxed,
-                                                  memory_order_relaxed)) {
+bool cm_fault_take_allocation(void) {
+    unsigned int armed = atomic_load_explicit(&cm_fault_armed, memory_order_relaxed);
+    while (armed >= ONE_ALLOCATION) {
+        if (atomic_compare_exchange_weak_explicit(&cm_fault_armed, &armed, armed - ONE_ALLOCATION,
+                                                  memory_order_relaxed, memory_order_relaxed)) {
             return true;
         }
     }
     return false;
 }
 
-bool cm_fault_operation(camera_metadata_fault_op_t op) {
+bool cm_fault_take_operation(camera_metadata_fault_op_t op) {
     const unsigned int bit = 1u << op;
-    if ((atomic_load_explicit(&g_operations, memory_order_relaxed) & bit) == 0) return false;
-    return (atomic_fetch_and_explicit(&g_operations, ~bit, memory_order_relaxed) & bit) != 0;
+    return (atomic_fetch_and_explicit(&cm_fault_armed, ~bit, memory_order_relaxed) & bit) != 0;
 }

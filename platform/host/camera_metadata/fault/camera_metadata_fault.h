@@ -22,7 +22,7 @@ typedef enum camera_metadata_fault_op {
     CAMERA_METADATA_FAULT_OP_COUNT
 } camera_metadata_fault_op_t;
 
-/* The next n calls of allocate_camera_metadata (clones included) return NULL. */
+/* The next n (below 2^24) calls of allocate_camera_metadata, clones included, return NULL. */
 void camera_metadata_fail_allocations(unsigned int n);
 
 /* The next call of op returns 1 (error) and changes nothing. */
@@ -31,11 +31,26 @@ void camera_metadata_fail_once(camera_metadata_fault_op_t op);
 /* Disarms everything still armed. */
 void camera_metadata_fault_reset(void);
 
-/* The library's checks: each consumes what it reports. Not exported. */
-bool cm_fault_allocation(void);
-bool cm_fault_operation(camera_metadata_fault_op_t op);
-
 #ifdef __cplusplus
+}
+#else
+#include <stdatomic.h>
+
+/*
+ * The library's own checks, not exported: each consumes what it reports.
+ * Disarmed, a check is one relaxed load of cm_fault_armed (bits 0-4: the
+ * operations armed, bit 8 up: allocations still to fail).
+ */
+extern atomic_uint cm_fault_armed;
+bool cm_fault_take_allocation(void);
+bool cm_fault_take_operation(camera_metadata_fault_op_t op);
+
+static inline bool cm_fault_allocation(void) {
+    return atomic_load_explicit(&cm_fault_armed, memory_order_relaxed) != 0 && cm_fault_take_allocation();
+}
+
+static inline bool cm_fault_operation(camera_metadata_fault_op_t op) {
+    return atomic_load_explicit(&cm_fault_armed, memory_order_relaxed) != 0 && cm_fault_take_operation(op);
 }
 #endif
 
