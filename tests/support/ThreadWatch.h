@@ -25,16 +25,17 @@ inline long threadId()
     return syscall(SYS_gettid);
 }
 
-// True while thread tid sleeps in futex() on a word inside
-// [object, object + size), or on any word when object is null. glibc waits
-// for a condition variable with FUTEX_WAIT_BITSET, for a mutex with
-// FUTEX_WAIT: onCondition asks for the former.
+// True while thread tid is blocked in a system call, and, given an object,
+// in futex() on a word inside [object, object + size). The call's number is
+// not looked at: under an emulator it is the host's. glibc waits for a
+// condition variable with FUTEX_WAIT_BITSET, for a mutex with FUTEX_WAIT:
+// onCondition asks for the former.
 inline bool parkedOn(long tid, const void* object = nullptr, size_t size = 0, bool onCondition = false)
 {
     std::ifstream in("/proc/self/task/" + std::to_string(tid) + "/syscall");
     long number = -1;
     uintptr_t word = 0, op = 0;
-    if (!(in >> number >> std::hex >> word >> op) || number != SYS_futex)
+    if (!(in >> number >> std::hex >> word >> op) || number < 0)
         return false;
     const auto begin = reinterpret_cast<uintptr_t>(object);
     return (object == nullptr || (word >= begin && word < begin + size)) &&
