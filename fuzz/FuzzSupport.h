@@ -1,7 +1,5 @@
-/*
- * Shared by the fuzz targets: reading an input front to back, exact-size
- * heap copies for AddressSanitizer, and invariant checks.
- */
+// Shared by the fuzz targets: their entry points, reading an input front to
+// back, exact-size heap copies for AddressSanitizer, and invariant checks.
 #pragma once
 
 #include <cstdint>
@@ -11,14 +9,28 @@
 #include <memory>
 #include <vector>
 
-#define FUZZ_CHECK(cond)                                                              \
-    do {                                                                              \
-        if (!(cond)) {                                                                \
-            std::fprintf(stderr, "%s:%d: invariant failed: %s\n", __FILE__, __LINE__, \
-                         #cond);                                                      \
-            std::abort();                                                             \
-        }                                                                             \
+#define FUZZ_CHECK(cond)                                                                        \
+    do {                                                                                        \
+        if (!(cond)) {                                                                          \
+            std::fprintf(stderr, "%s:%d: invariant failed: %s\n", __FILE__, __LINE__, #cond);   \
+            std::abort();                                                                       \
+        }                                                                                       \
     } while (0)
+
+// libFuzzer's entry points: setup() once, then run(Reader&) for each input.
+#define FUZZ_TARGET(setup, run)                                                          \
+    extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)                         \
+    {                                                                                    \
+        tamo::fuzz::quietStderr(argc, argv);                                             \
+        setup();                                                                         \
+        return 0;                                                                        \
+    }                                                                                    \
+    extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)              \
+    {                                                                                    \
+        tamo::fuzz::Reader in(data, size);                                               \
+        run(in);                                                                         \
+        return 0;                                                                        \
+    }
 
 namespace tamo::fuzz {
 
@@ -30,6 +42,7 @@ public:
 
     bool empty() const { return pos >= size; }
     size_t remaining() const { return size - pos; }
+    const uint8_t* next() const { return data + pos; }
 
     uint8_t u8() { return pos < size ? data[pos++] : 0; }
     uint16_t u16() { return static_cast<uint16_t>(u8() | u8() << 8); }
@@ -51,17 +64,15 @@ private:
 };
 
 // A heap block of exactly these bytes (malloc'd, so 16-byte aligned): a
-// read one past the end is an AddressSanitizer report.
+// read one past the end is an AddressSanitizer report. Zeros without bytes.
 struct ExactCopy {
-    explicit ExactCopy(const uint8_t* bytes, size_t n)
-        : block(static_cast<uint8_t*>(std::malloc(n == 0 ? 1 : n)), std::free), size(n)
+    explicit ExactCopy(size_t n, const uint8_t* bytes = nullptr)
+        : block(static_cast<uint8_t*>(std::calloc(n == 0 ? 1 : n, 1)), std::free), size(n)
     {
         if (n != 0 && bytes != nullptr)
             std::memcpy(block.get(), bytes, n);
     }
-    explicit ExactCopy(const std::vector<uint8_t>& bytes) : ExactCopy(bytes.data(), bytes.size()) {}
-    // n zero bytes.
-    explicit ExactCopy(size_t n) : block(static_cast<uint8_t*>(std::calloc(n == 0 ? 1 : n, 1)), std::free), size(n) {}
+    explicit ExactCopy(const std::vector<uint8_t>& bytes) : ExactCopy(bytes.size(), bytes.data()) {}
 
     uint8_t* get() const { return block.get(); }
 
@@ -69,13 +80,10 @@ struct ExactCopy {
     size_t size;
 };
 
-/*
- * The library logs to standard error, and the dump paths log a line per
- * value. libFuzzer's -close_fd_mask=2 sends fd 2 to /dev/null while it keeps
- * its own output and the sanitizer reports on a duplicate; this adds the
- * flag to the command line unless the caller gave one (=0 shows the lines).
- * For LLVMFuzzerInitialize, which libFuzzer calls before reading its flags.
- */
+// The library logs to standard error, and the dump paths log a line per
+// value. libFuzzer's -close_fd_mask=2 sends fd 2 to /dev/null while it keeps
+// its own output and the sanitizer reports on a duplicate; this adds the
+// flag to the command line unless the caller gave one (=0 shows the lines).
 inline void quietStderr(int* argc, char*** argv)
 {
     for (int i = 1; i < *argc; i++)

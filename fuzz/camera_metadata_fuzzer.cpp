@@ -1,165 +1,373 @@
-/*
- * The camera metadata library on untrusted packets: whatever
- * validate_camera_metadata_structure() accepts, every read-only operation
- * must keep inside the packet, and copies must hold the same entries.
- *
- * Input: one control byte (bits 0-2: misalignment of the packet, bits 3-4:
- * dump verbosity), then the packet.
- */
+// The camera metadata library on untrusted packets. Whatever
+// validate_camera_metadata_structure() accepts, every read-only operation
+// stays inside the packet. A copy with room to spare is then edited (add,
+// update, delete, append, sort), copied, dumped and its tags named through
+// vendor tag callbacks; it must stay valid and hold exactly the entries
+// each step predicts.
+//
+// Input: a control byte (bits 0-2: misalignment of the packet), the packet
+// (as many bytes as its header's size says, or all that is left), then
+// operations on the copy, an opcode byte and its arguments each.
+#include <errno.h>
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cstring>
+#include <algorithm>
+#include <tuple>
 
-#include <system/camera_metadata.h>
+#include <camera_metadata_hidden.h>
 
-#include "FuzzSupport.h"
+#include "PacketSupport.h"
 
-using tamo::fuzz::ExactCopy;
+using namespace tamo::fuzz;
 
 namespace {
 
 int devNull = -1;
+volatile uint8_t sink;
+bool opsOn, cacheOn; // which of the callback tables below are installed
 
-using Packet = std::unique_ptr<camera_metadata_t, void (*)(camera_metadata_t*)>;
-
-size_t payloadBytes(const camera_metadata_ro_entry_t& e)
+// The fuzzer's own vendor tags: sections 0x8000 and 0x8001 of sixteen tags,
+// typed by number, 6 (which the library must refuse) included; through the
+// per-vendor-id table the types are shifted by the id.
+const char* sectionOf(uint32_t tag)
 {
-    return e.type < NUM_TYPES ? e.count * camera_metadata_type_size[e.type] : 0;
+    return tag >> 16 == 0x8000 ? "fuzz.first" : tag >> 16 == 0x8001 ? "fuzz.second" : nullptr;
+}
+const char* nameOf(uint32_t tag)
+{
+    static const char* const names[16] = {"t0", "t1", "t2", "t3", "t4",  "t5",  "t6",  "t7",
+                                          "t8", "t9", "ta", "tb", "tc", "td", "te", "tf"};
+    return sectionOf(tag) != nullptr && (tag & 0xFFFF) < 16 ? names[tag & 0xFFFF] : nullptr;
+}
+int typeOf(uint32_t tag, uint64_t id)
+{
+    return nameOf(tag) != nullptr ? static_cast<int>((tag + id) % 7) : -1;
+}
+vendor_tag_ops_t ops = {
+    [](const vendor_tag_ops_t*) { return 32; },
+    [](const vendor_tag_ops_t*, uint32_t* tags) {
+        for (uint32_t i = 0; i < 32; i++)
+            tags[i] = 0x80000000u + (i / 16 << 16) + i % 16;
+    },
+    [](const vendor_tag_ops_t*, uint32_t tag) { return sectionOf(tag); },
+    [](const vendor_tag_ops_t*, uint32_t tag) { return nameOf(tag); },
+    [](const vendor_tag_ops_t*, uint32_t tag) { return typeOf(tag, 0); },
+    {}};
+vendor_tag_cache_ops_t cacheOps = {
+    [](metadata_vendor_id_t) { return 32; }, [](uint32_t*, metadata_vendor_id_t) {},
+    [](uint32_t tag, metadata_vendor_id_t) { return sectionOf(tag); },
+    [](uint32_t tag, metadata_vendor_id_t) { return nameOf(tag); }, typeOf, {}};
+
+// Every entry as (tag, type, count, hash of the payload), in order.
+using Entries = std::vector<std::tuple<uint32_t, uint8_t, size_t, uint64_t>>;
+
+uint64_t hash(const uint8_t* bytes, size_t n)
+{
+    uint64_t h = 14695981039346656037ull;
+    for (size_t i = 0; i < n; i++)
+        h = (h ^ bytes[i]) * 1099511628211ull;
+    return h;
+}
+
+Entries entriesOf(const camera_metadata_t* m)
+{
+    Entries out;
+    out.reserve(get_camera_metadata_entry_count(m));
+    camera_metadata_ro_entry_t e;
+    for (size_t i = 0; get_camera_metadata_ro_entry(m, i, &e) == 0; i++)
+        out.emplace_back(e.tag, e.type, e.count, hash(e.data.u8, payloadBytes(e)));
+    return out;
+}
+
+bool byTag(const Entries::value_type& a, const Entries::value_type& b)
+{
+    return std::get<0>(a) < std::get<0>(b);
+}
+
+void checkCopy(const camera_metadata_t* copy, const Entries& entries)
+{
+    FUZZ_CHECK(copy != nullptr);
+    checkValid(copy);
+    FUZZ_CHECK(entriesOf(copy) == entries);
+}
+
+// Whether another entry's payload shares data-area bytes with this one's,
+// as a packet from elsewhere may have it; rewriting one then changes both.
+bool shared(const camera_metadata_t* m, size_t index)
+{
+    camera_metadata_ro_entry_t a, b;
+    get_camera_metadata_ro_entry(m, index, &a);
+    const size_t bytes = calculate_camera_metadata_entry_data_size(a.type, a.count);
+    for (size_t i = 0; bytes != 0 && get_camera_metadata_ro_entry(m, i, &b) == 0; i++) {
+        const size_t other = calculate_camera_metadata_entry_data_size(b.type, b.count);
+        if (i != index && other != 0 && b.data.u8 < a.data.u8 + bytes && a.data.u8 < b.data.u8 + other)
+            return true;
+    }
+    return false;
+}
+
+uint32_t header(const camera_metadata_t* m, size_t offset)
+{
+    uint32_t word;
+    std::memcpy(&word, reinterpret_cast<const uint8_t*>(m) + offset, sizeof(word));
+    return word;
+}
+
+// Names and type of a tag through the library: a vendor tag's as the
+// installed callbacks answer for the packet's vendor id.
+void checkNames(uint32_t tag, const camera_metadata_t* m)
+{
+    const char* section = get_local_camera_metadata_section_name(tag, m);
+    const char* name = get_local_camera_metadata_tag_name(tag, m);
+    const int type = get_local_camera_metadata_tag_type(tag, m);
+    const uint64_t id = get_camera_metadata_vendor_id(m);
+    if (tag >> 16 < VENDOR_SECTION || id == CAMERA_METADATA_INVALID_VENDOR_ID)
+        FUZZ_CHECK(get_camera_metadata_tag_type(tag) == type && get_camera_metadata_tag_name(tag) == name &&
+                   get_camera_metadata_section_name(tag) == section);
+    if (tag >> 16 < VENDOR_SECTION)
+        FUZZ_CHECK(type >= -1 && type < NUM_TYPES && (type == -1) == (name == nullptr));
+    else if (id != CAMERA_METADATA_INVALID_VENDOR_ID && cacheOn)
+        FUZZ_CHECK(section == sectionOf(tag) && name == nameOf(tag) && type == typeOf(tag, id));
+    else
+        FUZZ_CHECK(section == (opsOn ? sectionOf(tag) : nullptr) && name == (opsOn ? nameOf(tag) : nullptr) &&
+                   type == (opsOn ? typeOf(tag, 0) : -1));
+    sink = static_cast<uint8_t>((section ? std::strlen(section) : 0) + (name ? std::strlen(name) : 0));
 }
 
 // Reads every payload byte, and checks that they lie in [base, base + size).
 uint8_t touch(const camera_metadata_ro_entry_t& e, const void* base, size_t size)
 {
-    const size_t bytes = payloadBytes(e);
-    if (bytes == 0)
-        return 0;
     const auto* begin = static_cast<const uint8_t*>(base);
-    FUZZ_CHECK(e.data.u8 >= begin && e.data.u8 + bytes <= begin + size);
+    FUZZ_CHECK(payloadBytes(e) == 0 || (e.data.u8 >= begin && e.data.u8 + payloadBytes(e) <= begin + size));
     uint8_t sum = 0;
-    for (size_t i = 0; i < bytes; i++)
+    for (size_t i = 0; i < payloadBytes(e); i++)
         sum ^= e.data.u8[i];
     return sum;
 }
 
-bool sameEntry(const camera_metadata_ro_entry_t& a, const camera_metadata_ro_entry_t& b)
-{
-    return a.tag == b.tag && a.type == b.type && a.count == b.count &&
-           std::memcmp(a.data.u8, b.data.u8, payloadBytes(a)) == 0;
-}
-
-// A packet of exactly its own size is valid, and holds src's entries in order.
-void checkCopy(const camera_metadata_t* copy, const camera_metadata_t* src)
-{
-    FUZZ_CHECK(copy != nullptr);
-    size_t size = get_camera_metadata_size(copy);
-    FUZZ_CHECK(validate_camera_metadata_structure(copy, &size) == 0);
-    const size_t n = get_camera_metadata_entry_count(src);
-    FUZZ_CHECK(get_camera_metadata_entry_count(copy) == n);
-    for (size_t i = 0; i < n; i++) {
-        camera_metadata_ro_entry_t a, b;
-        FUZZ_CHECK(get_camera_metadata_ro_entry(src, i, &a) == 0);
-        FUZZ_CHECK(get_camera_metadata_ro_entry(copy, i, &b) == 0);
-        FUZZ_CHECK(sameEntry(a, b));
-    }
-}
-
-volatile uint8_t sink;
-
-void readOnly(const camera_metadata_t* m, size_t size, int verbosity)
+void readOnly(const camera_metadata_t* m, size_t size)
 {
     const size_t n = get_camera_metadata_entry_count(m);
-    FUZZ_CHECK(n <= get_camera_metadata_entry_capacity(m));
-    FUZZ_CHECK(get_camera_metadata_data_count(m) <= get_camera_metadata_data_capacity(m));
-    FUZZ_CHECK(get_camera_metadata_size(m) <= size);
-
+    FUZZ_CHECK(n <= get_camera_metadata_entry_capacity(m) && get_camera_metadata_size(m) <= size &&
+               get_camera_metadata_data_count(m) <= get_camera_metadata_data_capacity(m));
     uint8_t sum = 0;
     for (size_t i = 0; i < n; i++) {
-        camera_metadata_ro_entry_t e;
-        FUZZ_CHECK(get_camera_metadata_ro_entry(m, i, &e) == 0);
-        FUZZ_CHECK(e.index == i && e.type < NUM_TYPES);
+        camera_metadata_ro_entry_t e, found;
+        FUZZ_CHECK(get_camera_metadata_ro_entry(m, i, &e) == 0 && e.index == i && e.type < NUM_TYPES);
         sum ^= touch(e, m, size);
-
-        camera_metadata_ro_entry_t found;
         if (find_camera_metadata_ro_entry(m, e.tag, &found) == 0) {
             FUZZ_CHECK(found.tag == e.tag);
             sum ^= touch(found, m, size);
         }
-        for (const char* name : {get_camera_metadata_section_name(e.tag), get_camera_metadata_tag_name(e.tag)})
-            if (name != nullptr)
-                sum ^= static_cast<uint8_t>(std::strlen(name));
-        const int type = get_camera_metadata_tag_type(e.tag);
-        FUZZ_CHECK(type >= -1 && type < NUM_TYPES);
+        checkNames(e.tag, m);
     }
-    camera_metadata_ro_entry_t none;
-    FUZZ_CHECK(get_camera_metadata_ro_entry(m, n, &none) != 0);
     sink = sum;
-    dump_camera_metadata(m, devNull, verbosity);
+}
 
-    Packet clone(clone_camera_metadata(m), free_camera_metadata);
-    checkCopy(clone.get(), m);
+enum Op : uint8_t { ADD, UPDATE, DELETE, APPEND, COPY, SORT, DUMP, FIND, VENDOR, SIZES, OP_COUNT };
 
-    const size_t compact = get_camera_metadata_compact_size(m);
-    ExactCopy block(compact);
-    checkCopy(copy_camera_metadata(block.get(), compact, m), m);
+// Values for an entry of count elements, read from the input.
+std::vector<uint8_t> values(Reader& in, size_t count)
+{
+    std::vector<uint8_t> v = in.bytes(count * 8);
+    v.resize(count * 8 + 1);
+    return v;
+}
 
-    Packet fresh(allocate_camera_metadata(n, get_camera_metadata_data_count(m)), free_camera_metadata);
-    FUZZ_CHECK(fresh != nullptr && append_camera_metadata(fresh.get(), m) == 0);
-    checkCopy(fresh.get(), m);
-
-    // A packet that claims to be sorted is searched as such; only an
-    // unsorted one is sorted here.
-    uint32_t flags;
-    std::memcpy(&flags, reinterpret_cast<const uint8_t*>(m) + 8, sizeof(flags));
-    if (flags & 1)
-        return;
-    auto* sorted = reinterpret_cast<camera_metadata_t*>(block.get());
-    FUZZ_CHECK(sort_camera_metadata(sorted) == 0);
-    size_t sortedSize = get_camera_metadata_size(sorted);
-    FUZZ_CHECK(validate_camera_metadata_structure(sorted, &sortedSize) == 0);
-    for (size_t i = 0; i < n; i++) {
-        camera_metadata_ro_entry_t e, first, found;
-        get_camera_metadata_ro_entry(m, i, &e);
-        FUZZ_CHECK(find_camera_metadata_ro_entry(fresh.get(), e.tag, &first) == 0); // unsorted: the first
-        FUZZ_CHECK(find_camera_metadata_ro_entry(sorted, e.tag, &found) == 0);
-        FUZZ_CHECK(sameEntry(first, found)); // stable: equal tags keep their order
+void edit(Reader& in, const camera_metadata_t* m)
+{
+    Packet w = owned(allocate_camera_metadata(get_camera_metadata_entry_count(m) + in.u8() % 16,
+                                              get_camera_metadata_data_count(m) + in.u16() % 512));
+    FUZZ_CHECK(w != nullptr && append_camera_metadata(w.get(), m) == 0);
+    camera_metadata_t* p = w.get();
+    Entries entries = entriesOf(p);
+    int dumped = 0;
+    for (int step = 0; step < 64 && !in.empty(); step++) {
+        const size_t n = entries.size();
+        const size_t room = get_camera_metadata_data_capacity(p) - get_camera_metadata_data_count(p);
+        camera_metadata_ro_entry_t e{};
+        const uint8_t op = in.u8() % OP_COUNT;
+        switch (op) {
+        case ADD: {
+            const uint32_t tag = pickTag(in, p);
+            const size_t count = in.u8() % 40;
+            const std::vector<uint8_t> v = values(in, count);
+            const int type = get_local_camera_metadata_tag_type(tag, p);
+            const bool fits = type >= 0 && type < NUM_TYPES && n < get_camera_metadata_entry_capacity(p) &&
+                              calculate_camera_metadata_entry_data_size(type, count) <= room;
+            FUZZ_CHECK((add_camera_metadata_entry(p, tag, v.data(), count) == 0) == fits);
+            if (fits)
+                entries.emplace_back(tag, type, count, hash(v.data(), count * camera_metadata_type_size[type]));
+            break;
+        }
+        case UPDATE: {
+            const size_t index = in.u8() % (n + 1);
+            size_t count = in.u8() % 40;
+            const std::vector<uint8_t> v = values(in, count);
+            const uint8_t* from = v.data();
+            const bool own = in.u8() & 1; // values from the packet itself, which the update moves
+            if (get_camera_metadata_ro_entry(p, index, &e) != 0) {
+                FUZZ_CHECK(update_camera_metadata_entry(p, index, from, count, nullptr) != 0);
+                break;
+            }
+            const size_t size = camera_metadata_type_size[e.type];
+            if (own) {
+                camera_metadata_ro_entry_t source;
+                get_camera_metadata_ro_entry(p, in.u8() % n, &source);
+                from = source.data.u8;
+                const uint8_t* end = reinterpret_cast<uint8_t*>(p) + get_camera_metadata_size(p);
+                count = std::min<size_t>(count, (end - from) / size);
+            }
+            const std::vector<uint8_t> wanted(from, from + count * size);
+            const bool aliased = shared(p, index);
+            camera_metadata_entry_t updated;
+            if (update_camera_metadata_entry(p, index, count ? from : nullptr, count, &updated) != 0)
+                break;
+            FUZZ_CHECK(updated.index == index && updated.count == count &&
+                       std::equal(wanted.begin(), wanted.end(), updated.data.u8));
+            std::get<2>(entries[index]) = count;
+            std::get<3>(entries[index]) = hash(wanted.data(), wanted.size());
+            if (aliased)
+                entries = entriesOf(p);
+            break;
+        }
+        case DELETE: {
+            const size_t index = in.u8() % (n + 1);
+            const bool deleted = delete_camera_metadata_entry(p, index) == 0;
+            FUZZ_CHECK(index < n || !deleted);
+            if (deleted)
+                entries.erase(entries.begin() + index);
+            break;
+        }
+        case APPEND: { // into a fresh packet of any room, or the original into this one
+            const bool into = in.u8() & 1;
+            Packet fresh = owned(allocate_camera_metadata(in.u8() % 32, in.u16() % 1024));
+            camera_metadata_t* dst = into ? p : fresh.get();
+            const camera_metadata_t* src = into ? m : p;
+            const uint64_t id = get_camera_metadata_vendor_id(dst), srcId = get_camera_metadata_vendor_id(src);
+            const size_t entryRoom = get_camera_metadata_entry_capacity(dst) - get_camera_metadata_entry_count(dst);
+            const size_t dataRoom = get_camera_metadata_data_capacity(dst) - get_camera_metadata_data_count(dst);
+            const bool fits = get_camera_metadata_entry_count(src) <= entryRoom &&
+                              get_camera_metadata_data_count(src) <= dataRoom &&
+                              (id == srcId || std::max(id, srcId) == CAMERA_METADATA_INVALID_VENDOR_ID);
+            Entries expected = into ? entries : Entries{};
+            for (auto& entry : entriesOf(src))
+                expected.push_back(entry);
+            FUZZ_CHECK((append_camera_metadata(dst, src) == 0) == fits);
+            if (fits && !into)
+                checkCopy(dst, expected);
+            else if (fits)
+                entries = expected;
+            break;
+        }
+        case COPY: {
+            checkCopy(owned(clone_camera_metadata(p)).get(), entries);
+            const size_t compact = get_camera_metadata_compact_size(p), size = get_camera_metadata_size(p);
+            ExactCopy block(compact), small(compact - 8);
+            checkCopy(copy_camera_metadata(block.get(), compact, p), entries);
+            FUZZ_CHECK(copy_camera_metadata(small.get(), small.size, p) == nullptr);
+            checkCopy(owned(allocate_copy_camera_metadata_checked(p, size)).get(), entries);
+            FUZZ_CHECK(allocate_copy_camera_metadata_checked(p, in.u8() % 48) == nullptr);
+            break;
+        }
+        case SORT:
+            if (!(header(p, 8) & 1)) // a packet that claims to be sorted is left as it is
+                std::stable_sort(entries.begin(), entries.end(), byTag);
+            FUZZ_CHECK(sort_camera_metadata(p) == 0 && (header(p, 8) & 1));
+            break;
+        case DUMP: { // once, and small: every value is a dprintf, which is slow
+            const int verbosity = in.u8() % 3, indentation = in.u8() % 16;
+            if (dumped++ == 0 && n <= 16 && get_camera_metadata_data_count(p) <= 256)
+                dump_indented_camera_metadata(p, devNull, verbosity, indentation);
+            break;
+        }
+        case FIND: {
+            const uint32_t tag = pickTag(in, p);
+            camera_metadata_entry_t found;
+            const int res = find_camera_metadata_entry(p, tag, &found);
+            FUZZ_CHECK(res == find_camera_metadata_ro_entry(p, tag, &e) && (res == 0 || res == -ENOENT));
+            if (res == 0)
+                FUZZ_CHECK(found.tag == tag && e.index == found.index && std::get<0>(entries[found.index]) == tag);
+            checkNames(tag, p);
+            break;
+        }
+        case VENDOR: { // the packet's vendor id, and which callbacks are installed
+            const uint8_t how = in.u8();
+            set_camera_metadata_vendor_id(p, how % 4 == 3 ? CAMERA_METADATA_INVALID_VENDOR_ID : how % 4);
+            set_camera_metadata_vendor_ops((opsOn = !(how & 4)) ? &ops : nullptr);
+            set_camera_metadata_vendor_cache_ops((cacheOn = how & 8) ? &cacheOps : nullptr);
+            FUZZ_CHECK(set_camera_metadata_vendor_tag_ops(nullptr) != 0);
+            checkNames(pickTag(in, p), p);
+            break;
+        }
+        case SIZES: { // size arithmetic, placing a packet anywhere, and null packets
+            const uint32_t entryCount = in.u32(), dataCount = in.u32();
+            const size_t size = calculate_camera_metadata_size(entryCount, dataCount);
+            FUZZ_CHECK(size >= 48 + entryCount * 16ull + dataCount || size == SIZE_MAX);
+            const uint8_t type = in.u8() % 8;
+            const size_t bytes = calculate_camera_metadata_entry_data_size(type, dataCount);
+            FUZZ_CHECK(type >= NUM_TYPES ? bytes == 0 : bytes % 8 == 0 && bytes < dataCount * 8ull + 8);
+            ExactCopy block(512);
+            const size_t shift = in.u8() % 9;
+            camera_metadata_t* placed =
+                    place_camera_metadata(block.get() + shift, block.size - shift, entryCount % 32, dataCount % 512);
+            FUZZ_CHECK(placed == nullptr || (shift % 8 == 0 && get_camera_metadata_entry_count(placed) == 0));
+            checkValid(placed);
+            FUZZ_CHECK(get_camera_metadata_size(nullptr) == 1 && get_camera_metadata_compact_size(nullptr) == 1);
+            FUZZ_CHECK(append_camera_metadata(p, nullptr) && append_camera_metadata(nullptr, p) &&
+                       sort_camera_metadata(nullptr) && add_camera_metadata_entry(nullptr, 0, nullptr, 0));
+            FUZZ_CHECK(find_camera_metadata_entry(nullptr, 0, nullptr) &&
+                       find_camera_metadata_ro_entry(nullptr, 0, nullptr) && delete_camera_metadata_entry(nullptr, 0));
+            FUZZ_CHECK(update_camera_metadata_entry(nullptr, 0, nullptr, 0, nullptr) &&
+                       get_camera_metadata_entry(p, 0, nullptr) &&
+                       validate_camera_metadata_structure(nullptr, nullptr));
+            FUZZ_CHECK(!clone_camera_metadata(nullptr) && !copy_camera_metadata(nullptr, 0, p) &&
+                       get_camera_metadata_alignment() == 8);
+            dump_camera_metadata(nullptr, devNull, 0);
+            break;
+        }
+        }
+        checkValid(p);
+        if (op <= SORT) // the edits
+            FUZZ_CHECK(entriesOf(p) == entries);
     }
+}
+
+void setup()
+{
+    devNull = open("/dev/null", O_WRONLY | O_CLOEXEC);
+}
+
+void run(Reader& in)
+{
+    set_camera_metadata_vendor_ops(&ops);
+    set_camera_metadata_vendor_cache_ops(nullptr);
+    opsOn = true, cacheOn = false;
+    const uint8_t control = in.u8();
+    const size_t shift = control & 7;
+    uint32_t claimed = 0;
+    if (in.remaining() >= 4)
+        std::memcpy(&claimed, in.next(), 4);
+    const std::vector<uint8_t> bytes = in.bytes(claimed >= 48 && claimed <= in.remaining() ? claimed : in.remaining());
+
+    // The packet where a client put it: possibly misaligned, and nothing
+    // readable after its last byte.
+    ExactCopy block(shift + bytes.size());
+    std::copy(bytes.begin(), bytes.end(), block.get() + shift);
+    auto* packet = reinterpret_cast<camera_metadata_t*>(block.get() + shift);
+    size_t expected = bytes.size();
+    const int res = validate_camera_metadata_structure(packet, &expected);
+    if (res != 0 && res != CAMERA_METADATA_VALIDATION_SHIFTED)
+        return;
+    FUZZ_CHECK((res == CAMERA_METADATA_VALIDATION_SHIFTED) == (shift != 0));
+    ExactCopy aligned(bytes);
+    auto* m = reinterpret_cast<camera_metadata_t*>(aligned.get());
+    FUZZ_CHECK(validate_camera_metadata_structure(m, &expected) == 0);
+    readOnly(m, bytes.size());
+    edit(in, m);
 }
 
 } // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    devNull = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    return 0;
-}
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
-{
-    if (size < 1)
-        return 0;
-    const size_t shift = data[0] & 7;
-    const int verbosity = (data[0] >> 3) % 3;
-    const size_t packetSize = size - 1;
-
-    // The packet where a client put it: possibly misaligned, and nothing
-    // readable after its last byte.
-    ExactCopy block(shift + packetSize);
-    std::memcpy(block.get() + shift, data + 1, packetSize);
-    auto* packet = reinterpret_cast<camera_metadata_t*>(block.get() + shift);
-    size_t expected = packetSize;
-    int res = validate_camera_metadata_structure(packet, &expected);
-    if (res == CAMERA_METADATA_VALIDATION_SHIFTED) {
-        FUZZ_CHECK(shift != 0);
-        ExactCopy aligned(data + 1, packetSize);
-        auto* m = reinterpret_cast<camera_metadata_t*>(aligned.get());
-        FUZZ_CHECK(validate_camera_metadata_structure(m, &expected) == 0);
-        readOnly(m, packetSize, verbosity);
-        return 0;
-    }
-    if (res != 0)
-        return 0;
-    FUZZ_CHECK(shift == 0);
-    readOnly(packet, packetSize, verbosity);
-    return 0;
-}
+FUZZ_TARGET(setup, run)

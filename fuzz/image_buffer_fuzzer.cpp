@@ -1,11 +1,9 @@
-/*
- * Image format arithmetic for any format and size, and gralloc buffers
- * built, mapped, written, saved and loaded for any format and for modest
- * sizes, also wrapping another buffer's handle under a different (lying)
- * description, or a slot without a handle.
- *
- * Input: a sequence of operations, each an opcode byte and its arguments.
- */
+// Image format arithmetic for any format and size, and gralloc buffers
+// built, mapped, written, saved and loaded for any format and for modest
+// sizes, also wrapping another buffer's handle under a different (lying)
+// description, or a slot without a handle.
+//
+// Input: a sequence of operations, each an opcode byte and its arguments.
 #include <unistd.h>
 
 #include <cstdio>
@@ -59,18 +57,14 @@ void utils(uint32_t format, uint32_t width, uint32_t height)
     const unsigned int allocFormat = ImageBufferUtils::getAllocationFormat(format);
     const unsigned int allocWidth = ImageBufferUtils::getAllocationWidth(format, width, height);
     const unsigned int allocHeight = ImageBufferUtils::getAllocationHeight(format, width, height);
-    const std::string name = ImageBufferUtils::getFormatString(format);
-    FUZZ_CHECK(planes <= 3);
-    FUZZ_CHECK(allocFormat == format || allocFormat == kUnsupported);
-    if (!allocatable(format)) {
+    FUZZ_CHECK(planes <= 3 && (allocFormat == format || allocFormat == kUnsupported));
+    if (!allocatable(format))
         FUZZ_CHECK(allocWidth == 0 && allocHeight == 0);
-        return;
-    }
-    FUZZ_CHECK(planes >= 1 && !name.empty());
-    if (format == kBlob)
+    else if (format == kBlob)
         FUZZ_CHECK(allocWidth == width * height * 3 && allocHeight == 1);
     else
         FUZZ_CHECK(allocWidth == width && allocHeight == height);
+    FUZZ_CHECK(!allocatable(format) || (planes >= 1 && !ImageBufferUtils::getFormatString(format).empty()));
 }
 
 // Maps the buffer, writes every byte of every plane it has, and answers
@@ -103,6 +97,7 @@ struct Slot {
 
 void run(Reader& in)
 {
+    g_logLv = 0;
     Slot slots[kSlots];
     while (!in.empty()) {
         const uint8_t op = in.u8() % OP_COUNT;
@@ -165,11 +160,8 @@ void run(Reader& in)
         slot.wrapper = nullptr;
 }
 
-} // namespace
-
-extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
+void setup()
 {
-    tamo::fuzz::quietStderr(argc, argv);
     char dir[] = "/dev/shm/tamo-image-fuzz-XXXXXX";
     char fallback[] = "/tmp/tamo-image-fuzz-XXXXXX";
     const char* made = mkdtemp(dir);
@@ -179,13 +171,8 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
     dumpDir = made;
     dumpPath = dumpDir + "/dump.raw";
     std::atexit(removeDumps);
-    return 0;
 }
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
-{
-    g_logLv = 0;
-    Reader in(data, size);
-    run(in);
-    return 0;
-}
+} // namespace
+
+FUZZ_TARGET(setup, run)

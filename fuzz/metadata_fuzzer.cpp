@@ -1,31 +1,31 @@
-/*
- * Metadata objects driven by untrusted packets and arbitrary sequences of
- * operations on four objects: init from a packet, appends (of an object
- * into itself too), tag updates, lookups, clones, both dumps and the
- * request converter, with the framework's vendor tag callbacks installed.
- * After every operation the object it changed must hold a valid packet.
- *
- * Input: a sequence of operations, each an opcode byte and its arguments
- * (see run()); a packet argument is a 16-bit length and that many bytes.
- */
+// Metadata objects driven by untrusted packets and arbitrary sequences of
+// operations on four objects: init from a packet or from itself, appends
+// (of an object into itself too), tag updates, lookups, clones, both dumps
+// and the request converter, with the framework's vendor tag callbacks
+// installed. After every operation the object it changed must hold a valid
+// packet. Tag numbers of any kind are also resolved through the callbacks:
+// framework numbers answer from the table by position, platform numbers
+// from the platform's tag descriptor, the rest nothing, and the camera
+// metadata library answers the same.
+//
+// Input: a sequence of operations, each an opcode byte and its arguments
+// (see run()); a packet argument is a 16-bit length and that many bytes.
 #include <string>
 
 #include <TamoLogControl.h>
 #include <tamo/Metadata.h>
 #include <tamo/VendorTag.h>
-#include <system/camera_metadata.h>
+#include <tamo_platform/IPlatformTagDescriptor.h>
 
-#include "FuzzSupport.h"
+#include "PacketSupport.h"
 
-using tamo::Metadata;
-using tamo::fuzz::ExactCopy;
-using tamo::fuzz::Reader;
+using namespace tamo;
+using namespace tamo::fuzz;
 
 namespace {
 
 constexpr size_t kSlots = 4;
-constexpr size_t kMaxPacket = 4096;
-constexpr unsigned int kMaxCount = 64;
+constexpr unsigned int kMaxCount = 64, kMaxCapacity = 4096;
 
 enum Op : uint8_t {
     LOAD,       // slot, packet: a new object init() from it
@@ -38,50 +38,46 @@ enum Op : uint8_t {
     INIT,       // slot, entries, data
     CLONE,      // slot, slot, headroom?, entries, data
     RESET,      // slot, create?
-    LEVEL,      // log level
+    LEVEL,      // slot (unused), log level
     CONVERT,    // slot, camera id
+    NAMES,      // slot, tag
+    RELOAD,     // slot: init() from its own buffer
     OP_COUNT
 };
 
-// Tags of every kind: standard ones of each type, framework vendor tags,
-// platform vendor tags, tags of the packet itself, and any number at all.
-uint32_t pickTag(Reader& in, const camera_metadata_t* m)
+std::vector<AppVendorTagSection> sections; // the platform's, then the framework's seven
+
+bool same(const char* a, const char* b)
 {
-    static const uint32_t standard[] = {
-        ANDROID_COLOR_CORRECTION_MODE, ANDROID_COLOR_CORRECTION_TRANSFORM, ANDROID_COLOR_CORRECTION_GAINS,
-        ANDROID_CONTROL_AE_REGIONS, ANDROID_CONTROL_AE_TARGET_FPS_RANGE, ANDROID_FLASH_FIRING_TIME,
-        ANDROID_JPEG_GPS_COORDINATES, ANDROID_SCALER_CROP_REGION, ANDROID_SENSOR_INFO_ACTIVE_ARRAY_SIZE,
-        ANDROID_SCALER_AVAILABLE_MAX_DIGITAL_ZOOM};
-    switch (in.u8() % 5) {
-    case 0:
-        return standard[in.u8() % (sizeof(standard) / sizeof(standard[0]))];
-    case 1:
-        return 0x80000000u + ((1u + in.u8() % 8) << 16) + in.u8() % 0x52;
-    case 2:
-        return 0x81000000u + in.u16();
-    case 3: {
-        const size_t n = get_camera_metadata_entry_count(m);
-        camera_metadata_ro_entry_t e;
-        if (n != 0 && get_camera_metadata_ro_entry(m, in.u16() % n, &e) == 0)
-            return e.tag;
-        return 0;
-    }
-    default:
-        return in.u32();
-    }
+    return a == nullptr ? b == nullptr : b != nullptr && std::strcmp(a, b) == 0;
 }
 
-// A packet argument, where a HIDL boundary would have checked it: one whose
-// header claims more bytes than it has is never handed in.
-bool readPacket(Reader& in, ExactCopy& out)
+void checkNames(uint32_t tag)
 {
-    const size_t len = in.u16() % (kMaxPacket + 1);
-    out = ExactCopy(in.bytes(len));
-    if (out.size < 48)
-        return false;
-    uint32_t claimed;
-    std::memcpy(&claimed, out.get(), sizeof(claimed));
-    return claimed <= out.size;
+    using D = VendorTagDescriptorUtils;
+    const char* section = D::tamo_get_section_name(nullptr, tag);
+    const char* name = D::tamo_get_tag_name(nullptr, tag);
+    const int type = D::tamo_get_tag_type(nullptr, tag);
+    if (tag >> 24 >= 0x81) {
+        auto platform = platform::IPlatformTagDescriptor::getInstance();
+        FUZZ_CHECK(platform != nullptr && same(section, platform->getSectionName(tag)) &&
+                   same(name, platform->getTagName(tag)) && type == platform->getTagType(tag));
+    } else {
+        const uint32_t position = (tag + 0x7FFF0000u) >> 16, index = tag & 0xFFFF;
+        const AppVendorTagSection* s = position < 7 ? &sections[sections.size() - 7 + position] : nullptr;
+        const AppVendorTag* t = s != nullptr && index < s->tags.size() ? &s->tags[index] : nullptr;
+        FUZZ_CHECK(same(section, s != nullptr ? s->sectionName.c_str() : nullptr) &&
+                   same(name, t != nullptr ? t->tagName.c_str() : nullptr) &&
+                   type == (t != nullptr ? int(t->tagType) : 255));
+        FUZZ_CHECK(t == nullptr || (t->tagId == tag && type >= TYPE_BYTE && type <= TYPE_INT64));
+    }
+    FUZZ_CHECK(name == nullptr || (section != nullptr && std::strlen(name) != 0));
+    if (tag >> 16 >= VENDOR_SECTION) // the library asks the callbacks
+        FUZZ_CHECK(same(get_camera_metadata_section_name(tag), section) &&
+                   same(get_camera_metadata_tag_name(tag), name) && get_camera_metadata_tag_type(tag) == type);
+    uint32_t untouched = 0xA5A5A5A5;
+    D::tamo_get_all_tags(nullptr, &untouched);
+    FUZZ_CHECK(untouched == 0xA5A5A5A5 && D::tamo_get_tag_count(nullptr) == 0);
 }
 
 size_t entries(const std::shared_ptr<Metadata>& m)
@@ -90,14 +86,11 @@ size_t entries(const std::shared_ptr<Metadata>& m)
 }
 
 // Appends that double an object into itself would reach gigabytes within
-// an input, and every operation is followed by a validation; past this
-// the fuzzer stops appending.
-constexpr size_t kMaxEntries = 128, kMaxData = 1 << 13;
-
+// an input; past this the fuzzer stops appending.
 bool tooBig(const camera_metadata_t* dst, const camera_metadata_t* src)
 {
-    return get_camera_metadata_entry_count(dst) + get_camera_metadata_entry_count(src) > kMaxEntries ||
-           get_camera_metadata_data_count(dst) + get_camera_metadata_data_count(src) > kMaxData;
+    return get_camera_metadata_entry_count(dst) + get_camera_metadata_entry_count(src) > 128 ||
+           get_camera_metadata_data_count(dst) + get_camera_metadata_data_count(src) > 8192;
 }
 
 // Entry count after appending src into dst, as the growth rule has it: a
@@ -105,26 +98,15 @@ bool tooBig(const camera_metadata_t* dst, const camera_metadata_t* src)
 size_t countAfterAppend(camera_metadata_t* dst, const camera_metadata_t* src)
 {
     const size_t e = get_camera_metadata_entry_count(dst), es = get_camera_metadata_entry_count(src);
-    if (dst == nullptr)
-        return es;
     const bool fits = get_camera_metadata_entry_capacity(dst) >= e + es &&
                       get_camera_metadata_data_capacity(dst) >= get_camera_metadata_data_count(dst) +
                                                                     get_camera_metadata_data_count(src);
-    return fits || (e != 0 && get_camera_metadata_data_count(dst) != 0) ? e + es : es;
+    return dst != nullptr && (fits || (e != 0 && get_camera_metadata_data_count(dst) != 0)) ? e + es : es;
 }
-
-void checkValid(const std::shared_ptr<Metadata>& m)
-{
-    if (m == nullptr || m->getFwkMetadata() == nullptr)
-        return;
-    size_t size = m->getMetadataSize();
-    FUZZ_CHECK(validate_camera_metadata_structure(m->getFwkMetadata(), &size) == 0);
-}
-
-volatile uint8_t sink;
 
 void run(Reader& in)
 {
+    g_logLv = 0;
     std::shared_ptr<Metadata> slots[kSlots];
     while (!in.empty()) {
         const uint8_t op = in.u8() % OP_COUNT;
@@ -138,8 +120,7 @@ void run(Reader& in)
             auto* src = reinterpret_cast<camera_metadata_t*>(packet.get());
             m = Metadata::create();
             const bool valid = validate_camera_metadata_structure(src, &packet.size) == 0;
-            FUZZ_CHECK(m->init(src) == valid);
-            FUZZ_CHECK(entries(m) == (valid ? get_camera_metadata_entry_count(src) : 0));
+            FUZZ_CHECK(m->init(src) == valid && entries(m) == (valid ? get_camera_metadata_entry_count(src) : 0));
             break;
         }
         case APPEND_RAW: {
@@ -150,22 +131,17 @@ void run(Reader& in)
             if (validate_camera_metadata_structure(src, &packet.size) != 0 || tooBig(raw, src))
                 break;
             const size_t expected = countAfterAppend(raw, src);
-            if (m->appendMetadata(src))
-                FUZZ_CHECK(entries(m) == expected);
+            FUZZ_CHECK(!m->appendMetadata(src) || entries(m) == expected);
             break;
         }
         case APPEND: {
             auto& other = slots[in.u8() % kSlots];
             const bool asRaw = in.u8() & 1;
-            if (m == nullptr)
-                break;
             const camera_metadata_t* src = other != nullptr ? other->getFwkMetadata() : nullptr;
-            if (tooBig(raw, src))
+            if (m == nullptr || tooBig(raw, src))
                 break;
             const size_t expected = countAfterAppend(raw, src);
-            const bool ok = asRaw ? m->appendMetadata(src) : m->appendMetadata(other);
-            if (ok)
-                FUZZ_CHECK(entries(m) == expected);
+            FUZZ_CHECK(!(asRaw ? m->appendMetadata(src) : m->appendMetadata(other)) || entries(m) == expected);
             break;
         }
         case UPDATE: {
@@ -177,13 +153,10 @@ void run(Reader& in)
                 break;
             // Some entry of that tag now holds exactly these values.
             raw = m->getFwkMetadata();
+            camera_metadata_ro_entry_t e;
             bool found = false;
-            for (size_t i = 0; i < get_camera_metadata_entry_count(raw) && !found; i++) {
-                camera_metadata_ro_entry_t e;
-                FUZZ_CHECK(get_camera_metadata_ro_entry(raw, i, &e) == 0);
-                found = e.tag == tag && e.count == count &&
-                        std::memcmp(e.data.u8, values.data(), count * camera_metadata_type_size[e.type]) == 0;
-            }
+            for (size_t i = 0; !found && get_camera_metadata_ro_entry(raw, i, &e) == 0; i++)
+                found = e.tag == tag && e.count == count && std::memcmp(e.data.u8, values.data(), payloadBytes(e)) == 0;
             FUZZ_CHECK(found);
             break;
         }
@@ -191,17 +164,12 @@ void run(Reader& in)
             if (m == nullptr)
                 break;
             const uint32_t tag = pickTag(in, raw);
-            const tamo::MetadataEntryData got = m->getMetadataByTag(tag);
+            const MetadataEntryData got = m->getMetadataByTag(tag);
             camera_metadata_ro_entry_t e;
-            if (find_camera_metadata_ro_entry(raw, tag, &e) != 0) {
+            if (find_camera_metadata_ro_entry(raw, tag, &e) != 0)
                 FUZZ_CHECK(got.count == 0xFFFFFFFF && got.data == nullptr);
-                break;
-            }
-            FUZZ_CHECK(got.count == e.count && got.data == e.data.u8);
-            uint8_t sum = 0;
-            for (size_t i = 0; i < e.count * camera_metadata_type_size[e.type]; i++)
-                sum ^= static_cast<const uint8_t*>(got.data)[i];
-            sink = sum;
+            else
+                FUZZ_CHECK(got.count == e.count && got.data == e.data.u8);
             break;
         }
         case DUMP:
@@ -217,15 +185,14 @@ void run(Reader& in)
             break;
         }
         case INIT: {
-            const unsigned int entryCapacity = in.u8() % kMaxCount, dataCapacity = in.u16() % kMaxPacket;
-            if (m != nullptr)
-                FUZZ_CHECK(m->init(entryCapacity, dataCapacity));
+            const unsigned int entryCapacity = in.u8() % kMaxCount, dataCapacity = in.u16() % kMaxCapacity;
+            FUZZ_CHECK(m == nullptr || m->init(entryCapacity, dataCapacity));
             break;
         }
         case CLONE: {
             auto& source = slots[in.u8() % kSlots];
             const bool headroom = in.u8() & 1;
-            const unsigned int entryCapacity = in.u8() % kMaxCount, dataCapacity = in.u16() % kMaxPacket;
+            const unsigned int entryCapacity = in.u8() % kMaxCount, dataCapacity = in.u16() % kMaxCapacity;
             const size_t expected = entries(source);
             m = headroom ? Metadata::clone(source, entryCapacity, dataCapacity) : Metadata::clone(source);
             FUZZ_CHECK(m != nullptr && entries(m) == expected);
@@ -235,33 +202,33 @@ void run(Reader& in)
             m = in.u8() & 1 ? Metadata::create() : nullptr;
             break;
         case LEVEL:
-            tamo::g_logLv = in.u8() % 4;
+            g_logLv = in.u8() % 4;
             break;
-        case CONVERT: {
-            const unsigned int camera = in.u8() % 12;
-            tamo::VendorTagUtils::converter(m, camera);
+        case CONVERT:
+            VendorTagUtils::converter(m, in.u8() % 12);
+            break;
+        case NAMES: {
+            const uint32_t tag = pickTag(in, raw);
+            checkNames(tag >> 30 == 1 ? 0x80000000u | (tag & 0x000F00FFu) : tag);
+            break;
+        }
+        case RELOAD: {
+            const size_t expected = entries(m);
+            FUZZ_CHECK(m == nullptr || (m->init(raw) == (raw != nullptr) && entries(m) == expected));
             break;
         }
         }
-        checkValid(m); // the only object an operation changes
+        if (m != nullptr) // the only object an operation changes
+            checkValid(m->getFwkMetadata());
     }
+}
+
+void setup()
+{
+    VendorTagUtils::getAllVendorTags(sections); // installs the callbacks
+    FUZZ_CHECK(sections.size() >= 7);
 }
 
 } // namespace
 
-extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
-{
-    tamo::fuzz::quietStderr(argc, argv);
-    // Installs the callbacks: framework tags get names and types.
-    std::vector<tamo::AppVendorTagSection> sections;
-    tamo::VendorTagUtils::getAllVendorTags(sections);
-    return 0;
-}
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
-{
-    tamo::g_logLv = 0;
-    Reader in(data, size);
-    run(in);
-    return 0;
-}
+FUZZ_TARGET(setup, run)

@@ -1,27 +1,18 @@
 #include <tamo/StreamConfiguration.h>
 
-#include <TamoLogCapture.h>
-#include <TamoLogControl.h>
 #include <gtest/gtest.h>
 
+#include "LogLines.h"
+
 using namespace tamo;
-using tamo::host::LogCapture;
-using Lines = std::vector<std::string>;
+using namespace testsupport;
 using Streams = std::vector<std::shared_ptr<StreamInfo>>;
 
 namespace {
 
-// Restores the log level; lists what was logged as "level function: message".
-struct Logged : LogCapture {
-    uint32_t saved = g_logLv;
-    ~Logged() { g_logLv = saved; }
-    Lines lines() const
-    {
-        Lines out;
-        for (const auto& r : records())
-            out.push_back(std::to_string(r.level) + " " + r.function + ": " + r.message);
-        return out;
-    }
+// Restores the log level; lists what was logged.
+struct Logged : host::LogCapture, LevelGuard {
+    Lines lines() const { return testsupport::lines(*this); }
 };
 
 std::shared_ptr<StreamInfo> stream(uint32_t type, uint32_t format, int32_t camera = -1)

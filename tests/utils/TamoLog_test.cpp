@@ -2,24 +2,16 @@
 
 #include <gtest/gtest.h>
 
-#include <TamoLogCapture.h>
+#include "LogLines.h"
 
-#include <string>
-#include <vector>
-
+using testsupport::LevelGuard;
 using tamo::host::LogCapture;
 
 namespace {
 
-struct LevelGuard {
-    uint32_t saved = tamo::g_logLv;
-    ~LevelGuard() { tamo::g_logLv = saved; }
-};
-
 TEST(TamoLog, PrefixesTheLocationAndLeavesPlaceholdersToThePrinter)
 {
-    LevelGuard guard;
-    tamo::g_logLv = 0; // the plain macros call through whatever the level
+    LevelGuard guard(0); // the plain macros call through whatever the level
     LogCapture capture;
     const std::string at = "TamoLog_test.cpp:" + std::to_string(__LINE__ + 1);
     TAMO_LOGE("Cannot find session %u in the map", 7u);
@@ -27,11 +19,11 @@ TEST(TamoLog, PrefixesTheLocationAndLeavesPlaceholdersToThePrinter)
     TAMO_LOGI("i %s", "x");
     [] { TAMO_LOGV("from lambda %d %lu", -3, 4ul); }();
 
-    std::vector<std::string> got;
+    EXPECT_EQ(testsupport::lines(capture), (testsupport::Lines{"0 TestBody: Cannot find session 7 in the map",
+                                                               "1 TestBody: w", "2 TestBody: i x",
+                                                               "3 operator(): from lambda -3 4"}));
     for (const auto& r : capture.records())
-        got.push_back(r.tag + " " + std::to_string(r.level) + " " + r.function + ": " + r.message);
-    EXPECT_EQ(got, (std::vector<std::string>{"tamo 0 TestBody: Cannot find session 7 in the map", "tamo 1 TestBody: w",
-                                             "tamo 2 TestBody: i x", "tamo 3 operator(): from lambda -3 4"}));
+        EXPECT_EQ(r.tag, "tamo");
     EXPECT_EQ(capture.records().at(0).fmt, at + " TestBody() Cannot find session %u in the map");
 }
 

@@ -266,6 +266,9 @@ std::shared_ptr<ImageBuffer> ImageBufferManagerImpl::acquireImageBuffer()
     }
     if (buffer == nullptr) {
         TAMO_LOGE("empty buffer");
+        // A release may have woken this caller for a slot it could not fill;
+        // another waiter may still fill it, so pass the wake-up on.
+        cond.notify_one();
         return nullptr;
     }
     busyList.push_back(buffer);

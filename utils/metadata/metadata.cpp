@@ -32,9 +32,9 @@ MetadataBuffer allocator(unsigned int entryCapacity, unsigned int dataCapacity)
                           [](camera_metadata* meta) { free_camera_metadata(meta); });
 }
 
-// Growing frees the owned buffer before the append reads it, so a source
-// that is the owned buffer is read from an exact copy, kept in copy. Empty
-// when the copy cannot be made, which fails the append.
+// Replacing or growing frees the owned buffer before it is read, so a source
+// that is the owned buffer is read from an exact copy, kept in copy. Null
+// when the copy cannot be made, which fails the caller.
 const camera_metadata* appendSource(const camera_metadata* src, const camera_metadata* own,
                                     MetadataBuffer& copy)
 {
@@ -167,8 +167,12 @@ bool MetadataImpl::init(const camera_metadata* meta)
         TAMO_LOGE("structure not currect");
         return false;
     }
-    mMeta = allocator(static_cast<unsigned int>(get_camera_metadata_entry_count(meta)),
-                      static_cast<unsigned int>(get_camera_metadata_data_count(meta)));
+    MetadataBuffer self;
+    meta = appendSource(meta, mMeta.get(), self);
+    mMeta = meta != nullptr
+            ? allocator(static_cast<unsigned int>(get_camera_metadata_entry_count(meta)),
+                        static_cast<unsigned int>(get_camera_metadata_data_count(meta)))
+            : nullptr;
     if (mMeta == nullptr) {
         TAMO_LOGE("allocate fail");
         return false;

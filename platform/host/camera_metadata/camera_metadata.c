@@ -6,6 +6,7 @@
 #define _POSIX_C_SOURCE 200809L /* dprintf */
 
 #include "camera_metadata_tag_table.h"
+#include "fault/camera_metadata_fault.h"
 
 #include <camera_metadata_hidden.h>
 
@@ -194,6 +195,7 @@ camera_metadata_t *place_camera_metadata(void *dst, size_t dst_size, size_t entr
 
 CAMERA_METADATA_EXPORT
 camera_metadata_t *allocate_camera_metadata(size_t entry_capacity, size_t data_capacity) {
+    if (cm_fault_allocation()) return NULL;
     size_t needed = calculate_camera_metadata_size(entry_capacity, data_capacity);
     if (needed > UINT32_MAX) return NULL;
     /* Zeroed, so unused capacity carries no old heap bytes; fresh pages
@@ -312,6 +314,7 @@ int validate_camera_metadata_structure(const camera_metadata_t *metadata,
 
 CAMERA_METADATA_EXPORT
 int append_camera_metadata(camera_metadata_t *dst, const camera_metadata_t *src) {
+    if (cm_fault_operation(CAMERA_METADATA_FAULT_APPEND)) return ERROR;
     if (dst == NULL || src == NULL) return ERROR;
     if ((uint64_t)dst->entry_count + src->entry_count > dst->entry_capacity ||
         (uint64_t)dst->data_count + src->data_count > dst->data_capacity) {
@@ -406,6 +409,7 @@ static int add_entry(camera_metadata_t *dst, uint32_t tag, uint8_t type, const v
 CAMERA_METADATA_EXPORT
 int add_camera_metadata_entry(camera_metadata_t *dst, uint32_t tag, const void *data,
                               size_t data_count) {
+    if (cm_fault_operation(CAMERA_METADATA_FAULT_ADD)) return ERROR;
     if (dst == NULL) return ERROR;
     int type = get_local_camera_metadata_tag_type(tag, dst);
     if (type < 0 || type >= NUM_TYPES) return ERROR;
@@ -511,6 +515,7 @@ static int find_index(const camera_metadata_t *src, uint32_t tag, size_t *index)
 CAMERA_METADATA_EXPORT
 int find_camera_metadata_ro_entry(const camera_metadata_t *src, uint32_t tag,
                                   camera_metadata_ro_entry_t *entry) {
+    if (cm_fault_operation(CAMERA_METADATA_FAULT_FIND)) return ERROR;
     if (src == NULL) return ERROR;
     size_t index;
     int res = find_index(src, tag, &index);
@@ -520,6 +525,7 @@ int find_camera_metadata_ro_entry(const camera_metadata_t *src, uint32_t tag,
 CAMERA_METADATA_EXPORT
 int find_camera_metadata_entry(camera_metadata_t *src, uint32_t tag,
                                camera_metadata_entry_t *entry) {
+    if (cm_fault_operation(CAMERA_METADATA_FAULT_FIND)) return ERROR;
     if (src == NULL) return ERROR;
     size_t index;
     int res = find_index(src, tag, &index);
@@ -528,6 +534,7 @@ int find_camera_metadata_entry(camera_metadata_t *src, uint32_t tag,
 
 CAMERA_METADATA_EXPORT
 int delete_camera_metadata_entry(camera_metadata_t *dst, size_t index) {
+    if (cm_fault_operation(CAMERA_METADATA_FAULT_DELETE)) return ERROR;
     if (dst == NULL || index >= dst->entry_count) return ERROR;
     packet_entry_t *entry = entries_of(dst) + index;
     uint64_t bytes = payload_data_bytes(entry->type, entry->count);
@@ -545,6 +552,7 @@ int delete_camera_metadata_entry(camera_metadata_t *dst, size_t index) {
 CAMERA_METADATA_EXPORT
 int update_camera_metadata_entry(camera_metadata_t *dst, size_t index, const void *data,
                                  size_t data_count, camera_metadata_entry_t *updated_entry) {
+    if (cm_fault_operation(CAMERA_METADATA_FAULT_UPDATE)) return ERROR;
     if (dst == NULL || index >= dst->entry_count) return ERROR;
     if ((data_count != 0 && data == NULL) || data_count > UINT32_MAX) return ERROR;
     packet_entry_t *entry = entries_of(dst) + index;

@@ -2,6 +2,8 @@
 #include <tuple>
 
 #include "BufferTestSupport.h"
+#include "ThreadWatch.h"
+#include "buffer/ImageBufferPrivate.h"
 
 using namespace tamo;
 using namespace buffertest;
@@ -100,6 +102,45 @@ TEST(ImageBufferManager, OldestReleaseFirstStrangersRefusedAndAFullPoolBlocks)
     g_logLv = 1;
     EXPECT_EQ(pool->acquireImageBuffer(), nullptr);
     EXPECT_EQ(lines(capture), Lines(2, "acquireImageBuffer: Signal by flush."));
+}
+
+// Two waiters on a full pool; a release wakes one, but the freed buffer is
+// dropped before it runs and its growth fails. It must pass the wake-up on:
+// the other waiter is not left asleep while nothing is busy. Both waiters
+// are held still from before the release until after the drop, so the
+// woken one cannot take the buffer first.
+TEST(ImageBufferManager, AWaiterWhoseGrowthFailsWakesTheNext)
+{
+    LogCapture capture;
+    native_handle const* slot = nullptr; // imported once, then every build fails
+    auto pool = ImageBufferManagerBuilder().setMinCount(1).setMaxCount(1)
+                        .setImageBufferBuilder(builder(0x11, 8, 8).setBufferHandle(&slot)).build();
+    auto held = pool->acquireImageBuffer();
+    pthread_t threads[2];
+    std::atomic<long> ids[2] = {0, 0};
+    auto wait = [&](int i) {
+        threads[i] = pthread_self();
+        ids[i] = testsupport::threadId();
+        return pool->acquireImageBuffer();
+    };
+    Waiter first = std::async(std::launch::async, wait, 0), second = std::async(std::launch::async, wait, 1);
+    struct Release { // on any way out, so that no waiter outlives the test
+        ~Release() { pool->flush(), pool->flush(); }
+        std::shared_ptr<ImageBufferManager> pool;
+    } release{pool};
+    ASSERT_TRUE(testsupport::waitUntil([&] { // both wait on the pool's condition
+        return ids[0] && ids[1] && testsupport::parkedOn(ids[0], pool.get(), sizeof(ImageBufferManagerImpl), true) &&
+               testsupport::parkedOn(ids[1], pool.get(), sizeof(ImageBufferManagerImpl), true);
+    }));
+    {
+        testsupport::Freeze freeze({threads[0], threads[1]});
+        ASSERT_TRUE(freeze.holding());
+        pool->releaseImageBuffer(held);
+        pool->releaseResource();
+    }
+    EXPECT_EQ(await(first, 5), nullptr);
+    EXPECT_EQ(await(second, 5), nullptr);
+    EXPECT_EQ(capture.count("empty buffer", 0), 2u);
 }
 
 TEST(ImageBufferManager, DumpsAndUnreturnedBuffers)

@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <TamoLogCapture.h>
-#include <TamoLogControl.h>
 #include <hidl/HostServiceRegistry.h>
+
+#include "LogLines.h"
 
 using namespace tamo;
 using namespace android::hardware;
@@ -12,7 +12,7 @@ using namespace android::hardware::graphics::mapper;
 using android::sp;
 using namespace android::hardware::host;
 using tamo::host::LogCapture;
-using Lines = std::vector<std::string>;
+using testsupport::Lines;
 
 namespace {
 
@@ -34,8 +34,7 @@ using Result = std::pair<Lines, std::vector<int>>;
 
 TEST(GrallocMapper, TakesTheNewestPassthroughVersionRefusingRemoteServices)
 {
-    const uint32_t savedLevel = g_logLv;
-    g_logLv = 3;
+    testsupport::LevelGuard level(3);
     HostServiceRegistry::clear();
     sp<FakeMapper<V4_0::IMapper, V4_0::Error>> v4 = new FakeMapper<V4_0::IMapper, V4_0::Error>;
     sp<FakeMapper<V3_0::IMapper, V3_0::Error>> v3 = new FakeMapper<V3_0::IMapper, V3_0::Error>;
@@ -43,20 +42,17 @@ TEST(GrallocMapper, TakesTheNewestPassthroughVersionRefusingRemoteServices)
     HostServiceRegistry::add<V4_0::IMapper>(v4);
     HostServiceRegistry::add<V3_0::IMapper>(v3);
     HostServiceRegistry::add<V2_0::IMapper>(v2);
-    // A new mapper imports a buffer and frees it: the lines logged ("function:level:
-    // message") and the calls that reached versions 4, 3 and 2 so far.
+    // A new mapper imports a buffer and frees it: the lines logged and the
+    // calls that reached versions 4, 3 and 2 so far.
     auto importAndFree = [&] {
         LogCapture capture;
         GrallocMapper mapper;
         native_handle const* out = nullptr;
         if (mapper.importBuffer(hidl_handle(), out))
             mapper.freeBuffer(out);
-        Result result{{}, {v4->calls, v3->calls, v2->calls}};
-        for (const auto& r : capture.records())
-            result.first.push_back(r.function + ":" + std::to_string(r.level) + ": " + r.message);
-        return result;
+        return Result{testsupport::lines(capture), {v4->calls, v3->calls, v2->calls}};
     };
-    EXPECT_EQ(importAndFree(), Result({"GrallocMapper:3: IMapperV4 enable"}, {2, 0, 0}));
+    EXPECT_EQ(importAndFree(), Result({"3 GrallocMapper: IMapperV4 enable"}, {2, 0, 0}));
     v4->importError = V4_0::Error::BAD_BUFFER; // refused: nothing to free
     EXPECT_EQ(importAndFree().second, (std::vector<int>{3, 0, 0}));
 
@@ -64,22 +60,21 @@ TEST(GrallocMapper, TakesTheNewestPassthroughVersionRefusingRemoteServices)
     HostServiceRegistry::remove(V4_0::IMapper::descriptor, "default");
     HostServiceRegistry::add<V4_0::IMapper>(v4, "other");
     v3->freeError = V3_0::Error::BAD_VALUE;
-    const std::string noV4 = "GrallocMapper:3: get IMapperV4 fail, try to get IMapperV3";
-    EXPECT_EQ(importAndFree(), Result({noV4, "GrallocMapper:3: IMapperV3 enable",
-                                       "freeBuffer:0: free Buffer fail : (3)"}, {3, 2, 0}));
+    const std::string noV4 = "3 GrallocMapper: get IMapperV4 fail, try to get IMapperV3";
+    EXPECT_EQ(importAndFree(), Result({noV4, "3 GrallocMapper: IMapperV3 enable",
+                                       "0 freeBuffer: free Buffer fail : (3)"}, {3, 2, 0}));
     HostServiceRegistry::add<V4_0::IMapper>(v4, "default", Transport::REMOTE);
     HostServiceRegistry::add<V3_0::IMapper>(v3, "default", Transport::REMOTE);
-    EXPECT_EQ(importAndFree(), Result({noV4, "GrallocMapper:3: get IMapperV3 fail, try to get IMapperV2"},
+    EXPECT_EQ(importAndFree(), Result({noV4, "3 GrallocMapper: get IMapperV3 fail, try to get IMapperV2"},
                                       {3, 2, 2})); // version 2 is taken without a word
 
     // Without any, every call does nothing; the version lines are built from level 3 only.
     HostServiceRegistry::add<V2_0::IMapper>(v2, "default", Transport::REMOTE);
     for (uint32_t level : {2u, 0u}) {
         g_logLv = level;
-        EXPECT_EQ(importAndFree(), Result({"GrallocMapper:0: get IMapperV2 fail!"}, {3, 2, 2})) << level;
+        EXPECT_EQ(importAndFree(), Result({"0 GrallocMapper: get IMapperV2 fail!"}, {3, 2, 2})) << level;
     }
     HostServiceRegistry::reset();
-    g_logLv = savedLevel;
 }
 
 } // namespace

@@ -1,22 +1,18 @@
 #pragma once
 
-#include <TamoLogCapture.h>
-#include <TamoLogControl.h>
 #include <tamo/Metadata.h>
 #include <tamo/MetadataPool.h>
 
 #include <memory>
 #include <numeric>
-#include <string>
-#include <vector>
+
+#include "LogLines.h"
 
 namespace metadata_test {
 
-struct LevelGuard {
-    explicit LevelGuard(uint32_t level) { tamo::g_logLv = level; }
-    ~LevelGuard() { tamo::g_logLv = saved; }
-    uint32_t saved = tamo::g_logLv;
-};
+using testsupport::LevelGuard;
+using testsupport::Lines;
+using testsupport::lines;
 
 // Int32 tags: one element lives in the entry, two or more in the data area.
 constexpr uint32_t C = ANDROID_CONTROL_AE_EXPOSURE_COMPENSATION, P = ANDROID_CONTROL_AE_PRECAPTURE_ID,
@@ -26,7 +22,6 @@ constexpr auto REQUEST = tamo::MetadataPool::METADATA_TYPE_REQUEST, RESULT = tam
 
 using RawMeta = std::unique_ptr<camera_metadata_t, void (*)(camera_metadata_t*)>;
 using Caps = std::pair<size_t, size_t>;
-using Lines = std::vector<std::string>;
 
 // A buffer of exactly these capacities; entry {tag, n} holds first, first + 1...
 inline RawMeta ints(size_t entries, size_t data, std::initializer_list<std::pair<uint32_t, int>> tags,
@@ -60,15 +55,6 @@ inline Caps caps(const std::shared_ptr<tamo::Metadata>& meta)
 {
     return {get_camera_metadata_entry_capacity(meta->getFwkMetadata()),
             get_camera_metadata_data_capacity(meta->getFwkMetadata())};
-}
-
-// Every captured line as "level function: message".
-inline Lines lines(const tamo::host::LogCapture& capture)
-{
-    Lines out;
-    for (const auto& r : capture.records())
-        out.push_back(std::to_string(r.level) + " " + r.function + ": " + r.message);
-    return out;
 }
 
 } // namespace metadata_test

@@ -1,16 +1,13 @@
+#include <camera_metadata_fault.h>
 #include <camera_metadata_hidden.h>
 #include <gtest/gtest.h>
-#include <sys/syscall.h>
-#include <tamo/MetadataPool.h>
 #include <tamo/VendorTag.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <fstream>
 #include <future>
-#include <thread>
 
 #include "MetadataTestUtil.h"
+#include "ThreadWatch.h"
 #include "metadata/metadata.h"
 
 using namespace metadata_test;
@@ -23,6 +20,11 @@ using V = std::vector<int32_t>;
 
 namespace {
 
+size_t count(const std::shared_ptr<Metadata>& meta)
+{
+    return get_camera_metadata_entry_count(meta->getFwkMetadata());
+}
+
 TEST(Metadata, GrowsToExactlyWhatIsAppended)
 {
     auto three = ints(8, 64, {{C, 1}, {P, 1}, {R, 4}}); // 3 entries, 16 data bytes
@@ -32,9 +34,7 @@ TEST(Metadata, GrowsToExactlyWhatIsAppended)
     ASSERT_TRUE(meta->appendMetadata(ints(1, 0, {{C, 1}}).get())); // no data bytes: default room
     EXPECT_EQ(caps(meta), Caps(400, 180000));
     meta = Metadata::create();
-    ASSERT_TRUE(meta->appendMetadata(three.get()));
-    EXPECT_EQ(caps(meta), Caps(3, 16));
-    ASSERT_TRUE(meta->appendMetadata(object(two)));
+    ASSERT_TRUE(meta->appendMetadata(three.get()) && meta->appendMetadata(object(two)));
     EXPECT_EQ(caps(meta), Caps(5, 24));
     EXPECT_EQ(values(meta, R), V({1, 2, 3, 4}));
     // Short of entries only: still the exact sums.
@@ -52,7 +52,6 @@ TEST(Metadata, GrowsToExactlyWhatIsAppended)
     ASSERT_TRUE(meta->appendMetadata(ints(1, 0, {{T, 1}}).get()));
     EXPECT_EQ(caps(meta), Caps(3, 0));
     EXPECT_EQ(values(meta, C), V({-1}));
-    EXPECT_EQ(values(meta, T), V({1}));
 
     auto src = Metadata::create();
     ASSERT_TRUE(src->init(10, 200) && src->appendMetadata(three.get()));
@@ -60,17 +59,17 @@ TEST(Metadata, GrowsToExactlyWhatIsAppended)
     for (auto [entries, data, want] : {std::tuple{0u, 0u, Caps(3, 16)}, {1000u, 100000u, Caps(1000, 100000)},
                                        {1u, 100000u, Caps(3, 100000)}, {1000u, 1u, Caps(1000, 16)}}) {
         auto copy = Metadata::clone(src, entries, data);
-        EXPECT_EQ(caps(copy), want);
-        EXPECT_EQ(values(copy, R), V({1, 2, 3, 4}));
+        EXPECT_TRUE(caps(copy) == want && values(copy, R) == V({1, 2, 3, 4}));
     }
 }
 
-// Growing frees the buffer that an append into itself reads from.
-TEST(Metadata, AppendsItselfWhileGrowing)
+// Replacing or growing frees the buffer that the object reads itself from.
+TEST(Metadata, ReadsItselfWhileReplacingOrGrowing)
 {
-    auto meta = object(ints(2, 16, {{C, 1}, {R, 4}})); // exact: any append grows it
-    ASSERT_TRUE(meta->appendMetadata(meta->getFwkMetadata()));
-    ASSERT_TRUE(meta->appendMetadata(meta));
+    auto meta = object(ints(6, 64, {{C, 1}, {R, 4}}));
+    ASSERT_TRUE(meta->init(meta->getFwkMetadata())); // exact: any append grows it
+    EXPECT_EQ(caps(meta), Caps(2, 16));
+    ASSERT_TRUE(meta->appendMetadata(meta->getFwkMetadata()) && meta->appendMetadata(meta));
     EXPECT_EQ(caps(meta), Caps(8, 64));
     camera_metadata_ro_entry_t e;
     for (size_t i = 0; i < 8; i++) {
@@ -87,9 +86,8 @@ TEST(Metadata, UpdateClearsToAnEmptyEntry)
     const V v(17, 7);
     EXPECT_FALSE(meta->updateMetaDataByTag(R, v.data(), 4)); // no buffer: fails quietly
     ASSERT_TRUE(meta->init(4, 64));
-    EXPECT_TRUE(meta->updateMetaDataByTag(R, v.data(), 4));
-    EXPECT_TRUE(meta->updateMetaDataByTag(R, v.data(), 8));
-    EXPECT_TRUE(meta->updateMetaDataByTag(T, v.data(), 1));
+    EXPECT_TRUE(meta->updateMetaDataByTag(R, v.data(), 4) && meta->updateMetaDataByTag(R, v.data(), 8) &&
+                meta->updateMetaDataByTag(T, v.data(), 1));
     auto* base = reinterpret_cast<const char*>(meta->getFwkMetadata());
     auto entry = meta->getMetadataByTag(R);
     EXPECT_TRUE(entry.count == 8 && entry.data > base && entry.data < base + meta->getMetadataSize());
@@ -98,47 +96,85 @@ TEST(Metadata, UpdateClearsToAnEmptyEntry)
     camera_metadata_ro_entry_t last{};
     get_camera_metadata_ro_entry(meta->getFwkMetadata(), 1, &last);
     EXPECT_TRUE(entry.count == 0 && entry.data != nullptr && last.tag == R);
+    ASSERT_TRUE(meta->updateMetaDataByTag(F, v.data(), 2) && meta->updateMetaDataByTag(R, nullptr, 0));
+    get_camera_metadata_ro_entry(meta->getFwkMetadata(), 2, &last);
+    EXPECT_EQ(last.tag, F); // cleared again, an empty entry stays where it is
     EXPECT_TRUE(meta->updateMetaDataByTag(R, v.data(), 2));
-    EXPECT_EQ(values(meta, R), V({7, 7}));
     EXPECT_TRUE(capture.records().empty());
 
     EXPECT_FALSE(meta->updateMetaDataByTag(R, v.data(), 17)); // 72 bytes: no room
     EXPECT_EQ(values(meta, R), V({7, 7}));
-    entry = meta->getMetadataByTag(F);
+    entry = meta->getMetadataByTag(P);
     EXPECT_TRUE(entry.count == 0xFFFFFFFF && entry.data == nullptr);
     EXPECT_FALSE(meta->init(nullptr));
-    EXPECT_FALSE(meta->init(0xFFFFFFFF, 0xFFFFFFFF));
-    EXPECT_EQ(meta->getFwkMetadata(), nullptr);
-    EXPECT_EQ(lines(capture), Lines({"0 updateMetaDataByTag: update fail", "0 init: structure not currect",
-                                     "0 init: allocate metadata fail, entryCapacity(4294967295), "
-                                     "dataSize(4294967295)"}));
+    EXPECT_EQ(values(meta, R), V({7, 7})); // a refused source changes nothing
+    EXPECT_EQ(lines(capture), Lines({"0 updateMetaDataByTag: update fail", "0 init: structure not currect"}));
 }
 
-TEST(Metadata, FailedAppendsReportBothBuffers)
+// Failures of the metadata library, some made on demand: each is reported
+// with its own words and leaves the object as that path has it.
+TEST(Metadata, FailuresAreReportedAndLeaveTheObjectAsTheirPathHasIt)
 {
-    auto meta = Metadata::create();
-    ASSERT_TRUE(meta->init(4, 64));
-    ASSERT_TRUE(meta->appendMetadata(ints(1, 16, {{R, 4}}).get()));
-    auto other = ints(2, 16, {{C, 1}});
-    set_camera_metadata_vendor_id(meta->getFwkMetadata(), 1); // vendors never mix
-    set_camera_metadata_vendor_id(other.get(), 2);
+    struct Disarm {
+        ~Disarm() { camera_metadata_fault_reset(); }
+    } disarm;
+    auto src = ints(4, 64, {{C, 1}, {R, 4}}); // 2 entries, 16 data bytes
     LogCapture capture;
-    EXPECT_FALSE(meta->appendMetadata(other.get()));
-    EXPECT_FALSE(meta->appendMetadata(object(other)));
-    auto huge = ints(1, 8, {}); // no room can be made for it
-    reinterpret_cast<uint32_t*>(huge.get())[6] = 0xFFFFFFE8; // its data count
-    EXPECT_FALSE(meta->appendMetadata(huge.get()));
+    auto meta = object(src);
+    camera_metadata_fail_allocations(1);
+    EXPECT_FALSE(meta->init(8, 32)); // the old buffer is gone all the same
     EXPECT_EQ(meta->getFwkMetadata(), nullptr);
-    const std::string check = "0 checkAppendMetaSize: ", target = check +
-        "target check, entry capacity 4, data capacity 64, entry count 1, data count 16,";
-    EXPECT_EQ(lines(capture), Lines({
-        "0 appendMetadata: append Framework metadata fail", target,
-        check + "append check, entry capacity 2, data capacity 16, entry count 1, data count 0,",
-        "0 appendMetadata: append TAMO metadata fail", target,
-        check + "append check, entry capacity 1, data capacity 0, entry count 1, data count 0,",
-        "0 relocateMetaCheck: append src metadata to relocateMeta failed",
-        check + "target check, entry capacity 0, data capacity 0, entry count 0, data count 0,",
-        check + "append check, entry capacity 4, data capacity 64, entry count 1, data count 16,"}));
+    for (bool itself : {false, true}) { // also when the copy of itself cannot be made
+        meta = object(src);
+        camera_metadata_fail_allocations(1);
+        EXPECT_FALSE(meta->init(itself ? meta->getFwkMetadata() : src.get()));
+        EXPECT_EQ(meta->getFwkMetadata(), nullptr);
+    }
+    auto whole = object(src);
+    camera_metadata_fail_allocations(1);
+    EXPECT_EQ(Metadata::clone(whole)->getFwkMetadata(), nullptr);
+    // A failed copy keeps the new, empty buffer: in init, and when growing.
+    camera_metadata_fail_once(CAMERA_METADATA_FAULT_APPEND);
+    EXPECT_FALSE(meta->init(src.get()));
+    EXPECT_TRUE(caps(meta) == Caps(2, 16) && count(meta) == 0);
+    meta = object(src);
+    camera_metadata_fail_once(CAMERA_METADATA_FAULT_APPEND);
+    EXPECT_FALSE(meta->appendMetadata(src.get()));
+    EXPECT_TRUE(caps(meta) == Caps(4, 32) && count(meta) == 0);
+    const std::string check = "0 checkAppendMetaSize: ", a = check + "append check, ", t = check + "target check, ";
+    const std::string ofSrc = a + "entry capacity 4, data capacity 64, entry count 2, data count 16,";
+    EXPECT_EQ(lines(capture), Lines({"0 init: allocate metadata fail, entryCapacity(8), dataSize(32)",
+                                     "0 init: allocate fail", "0 init: allocate fail", "0 init: allocate fail",
+                                     "0 init: append metadata failed",
+                                     t + "entry capacity 2, data capacity 16, entry count 0, data count 0,", ofSrc,
+                                     "0 relocateMetaCheck: append src metadata to relocateMeta failed",
+                                     t + "entry capacity 4, data capacity 32, entry count 0, data count 0,",
+                                     a + "entry capacity 2, data capacity 16, entry count 2, data count 16,"}));
+
+    // Vendors never mix: both appends report both buffers.
+    capture.clear();
+    ASSERT_TRUE(meta->init(4, 64) && meta->appendMetadata(ints(1, 16, {{R, 4}}).get()));
+    set_camera_metadata_vendor_id(meta->getFwkMetadata(), 1);
+    set_camera_metadata_vendor_id(src.get(), 2);
+    EXPECT_FALSE(meta->appendMetadata(src.get()) || meta->appendMetadata(object(src)));
+    const std::string target = t + "entry capacity 4, data capacity 64, entry count 1, data count 16,";
+    EXPECT_EQ(lines(capture), Lines({"0 appendMetadata: append Framework metadata fail", target, ofSrc,
+                                     "0 appendMetadata: append TAMO metadata fail", target,
+                                     a + "entry capacity 2, data capacity 16, entry count 2, data count 16,"}));
+
+    // Clearing a tag: a failed delete keeps it, a failed add after it loses it.
+    capture.clear();
+    camera_metadata_fail_once(CAMERA_METADATA_FAULT_DELETE);
+    EXPECT_FALSE(meta->updateMetaDataByTag(R, nullptr, 0));
+    EXPECT_EQ(values(meta, R), V({1, 2, 3, 4}));
+    camera_metadata_fail_once(CAMERA_METADATA_FAULT_ADD);
+    EXPECT_FALSE(meta->updateMetaDataByTag(R, nullptr, 0));
+    EXPECT_EQ(meta->getMetadataByTag(R).count, 0xFFFFFFFFu);
+    std::string out;
+    camera_metadata_fail_once(CAMERA_METADATA_FAULT_FIND);
+    meta->dumpByTag(R, out);
+    EXPECT_EQ(out, "[Find Tag Error]\n");
+    EXPECT_EQ(lines(capture), Lines({"0 updateMetaDataByTag: delete entry fail", "0 updateMetaDataByTag: add entry fail"}));
 }
 
 TEST(MetadataDump, LinesByTypeAndFrameworkTags)
@@ -236,14 +272,11 @@ TEST(MetadataPool, RequestEntriesAndLookupFailures)
     MetadataPool pool;
     EXPECT_EQ(pool.addSessionEntry(1u), 0);
     auto settings = object(ints(1, 0, {{C, 1}}));
-    ASSERT_EQ(pool.addRequestEntry(1, 5, settings), 0);
-    ASSERT_EQ(pool.addRequestEntry(1, 6, nullptr), 0);
+    ASSERT_TRUE(pool.addRequestEntry(1, 5, settings) == 0 && pool.addRequestEntry(1, 6, nullptr) == 0);
     EXPECT_EQ(pool.getMetadata(1, 5, REQUEST), settings); // shared, not copied
     auto result = pool.getMetadata(1, 5, RESULT);
-    for (const auto& m : {result, pool.getMetadata(1, 6, REQUEST), pool.getMetadata(1, 6, RESULT)}) {
-        ASSERT_NE(m, nullptr);
-        EXPECT_TRUE(caps(m) == Caps(400, 180000) && get_camera_metadata_entry_count(m->getFwkMetadata()) == 0);
-    }
+    for (const auto& m : {result, pool.getMetadata(1, 6, REQUEST), pool.getMetadata(1, 6, RESULT)})
+        EXPECT_TRUE(m != nullptr && caps(m) == Caps(400, 180000) && count(m) == 0);
     EXPECT_NE(pool.getMetadata(1, 6, REQUEST), pool.getMetadata(1, 6, RESULT));
     EXPECT_TRUE(pool.updateMetadata(1, 5, RESULT, settings));
     EXPECT_TRUE(pool.updateMetadata(1, 5, RESULT, object(ints(1, 8, {{F, 2}}))));
@@ -261,8 +294,7 @@ TEST(MetadataPool, RequestEntriesAndLookupFailures)
     EXPECT_EQ(pool.removeRequestEntry(1, 5), 0); // already gone: not an error
     EXPECT_EQ(pool.getMetadata(1, 5, RESULT), nullptr);
     EXPECT_FALSE(pool.updateMetadata(1, 5, RESULT, settings));
-    EXPECT_EQ(pool.addRequestEntry(9, 1, nullptr), -1);
-    EXPECT_EQ(pool.removeRequestEntry(9, 1), -1);
+    EXPECT_TRUE(pool.addRequestEntry(9, 1, nullptr) == -1 && pool.removeRequestEntry(9, 1) == -1);
     EXPECT_EQ(pool.getMetadata(9, 1, RESULT), nullptr);
     EXPECT_FALSE(pool.updateMetadata(9, 1, RESULT, settings));
     const std::string check = "0 checkAppendMetaSize: ", noSession = " Cannot find session 9 in the map";
@@ -298,8 +330,7 @@ TEST(MetadataPool, KeepsTheNewest65RequestsOfASession)
 
     // Registering a session again drops its requests, and only its own.
     EXPECT_EQ(pool.addSessionEntry(std::vector<unsigned int>{3, 1, 1}), 0);
-    EXPECT_EQ(held(pool, 1), Requests{});
-    EXPECT_EQ(held(pool, 2), Requests{1});
+    EXPECT_TRUE(held(pool, 1).empty() && held(pool, 2) == Requests{1});
 }
 
 TEST(MetadataPool, DumpShowsEachKindWhateverTheLevel)
@@ -338,14 +369,6 @@ struct GateMetadata : tamo::MetadataImpl {
     std::shared_ptr<Metadata> settings = object(ints(1, 0, {{C, 1}}));
 };
 
-template <typename Pred>
-bool waitUntil(Pred pred)
-{
-    for (int i = 0; i < 5000 && !pred(); i++)
-        std::this_thread::sleep_for(1ms);
-    return pred();
-}
-
 TEST(MetadataPool, OnlyDumpHoldsASessionLockUnderThePoolLock)
 {
     LevelGuard level(3);
@@ -357,18 +380,14 @@ TEST(MetadataPool, OnlyDumpHoldsASessionLockUnderThePoolLock)
     // A holds session 1's lock while it merges; B then waits for that lock.
     auto gate = std::make_shared<GateMetadata>();
     auto a = std::async(std::launch::async, [&] { return pool.updateMetadata(1, 10, RESULT, gate); });
-    ASSERT_TRUE(waitUntil([&] { return gate->entered.load(); }));
+    ASSERT_TRUE(testsupport::waitUntil([&] { return gate->entered.load(); }));
     std::atomic<long> bThread{0};
     auto b = std::async(std::launch::async, [&] {
-        bThread = syscall(SYS_gettid);
+        bThread = testsupport::threadId();
         return pool.getMetadata(1, 10, RESULT);
     });
-    EXPECT_TRUE(waitUntil([&] { // asleep: on the session lock, the only one held
-        std::ifstream stat("/proc/self/task/" + std::to_string(bThread) + "/stat");
-        std::string s;
-        std::getline(stat, s);
-        return bThread != 0 && s.find(") S ") != std::string::npos;
-    }));
+    // Asleep on the session lock, the only one held.
+    EXPECT_TRUE(testsupport::waitUntil([&] { return bThread != 0 && testsupport::parkedOn(bThread); }));
 
     // Neither holds the pool lock, so the pool and other sessions carry on.
     auto others = std::async(std::launch::async, [&] {
@@ -382,7 +401,7 @@ TEST(MetadataPool, OnlyDumpHoldsASessionLockUnderThePoolLock)
     // The dump waits for session 1 with the pool lock held.
     LogCapture capture;
     auto d = std::async(std::launch::async, [&] { pool.dump(); });
-    EXPECT_TRUE(waitUntil([&] { return capture.hasMessage("    Session: id(1)"); }));
+    EXPECT_TRUE(testsupport::waitUntil([&] { return capture.hasMessage("    Session: id(1)"); }));
     auto blocked = std::async(std::launch::async, [&] { return pool.addSessionEntry(4u); });
     EXPECT_EQ(blocked.wait_for(100ms), std::future_status::timeout);
 

@@ -12,6 +12,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <camera_metadata_fault.h>
 #include <camera_metadata_hidden.h>
 #include <tamo/VendorTag.h>
 #include <tamo_platform/HostPlatform.h>
@@ -311,13 +312,18 @@ TEST(StaticMetadata, BuiltOnceUnderTheLockRetriedAfterAFailureAndReadByTheConver
     g_logLv = 0;
     ASSERT_NE(StaticMetadataUtils::getCameraCharacteristics(10), nullptr);
     EXPECT_EQ(capture.count("[%u]static metadata entry: %u -> %u"), 9u);
-    // A failed build is not cached: the next call asks again.
+    // A failed build, without platform data or without memory, is not
+    // cached: the next call asks again.
+    capture.clear();
     EXPECT_EQ(StaticMetadataUtils::getCameraCharacteristics(31), nullptr);
-    auto failed = capture.withFormat("updat Characteristics fail", 0);
-    EXPECT_TRUE(failed.size() == 1 && failed[0].function == "operator()");
     environ->own[31].reset(allocate_camera_metadata(1, 0), free_camera_metadata);
+    camera_metadata_fail_allocations(1);
+    EXPECT_EQ(StaticMetadataUtils::getCameraCharacteristics(31), nullptr);
     EXPECT_NE(StaticMetadataUtils::getCameraCharacteristics(31), nullptr);
-    EXPECT_EQ(environ->calls, 12);
+    EXPECT_EQ(environ->calls, 13);
+    EXPECT_EQ(lines(capture), Lines({"0 operator(): updat Characteristics fail",
+                                     "0 init: allocate metadata fail, entryCapacity(5), dataSize(800)",
+                                     "0 operator(): updat Characteristics fail"}));
 
     // The converter, on host camera 0: an active array 4000 pixels wide,
     // maximum digital zoom 8.
