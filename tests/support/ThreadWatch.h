@@ -20,10 +20,7 @@
 
 namespace testsupport {
 
-inline long threadId()
-{
-    return syscall(SYS_gettid);
-}
+inline long threadId() { return syscall(SYS_gettid); }
 
 // True while thread tid is blocked in a system call, and, given an object,
 // in futex() on a word inside [object, object + size). The call's number is

@@ -16,22 +16,18 @@ using android::host::HostGralloc;
 
 namespace {
 
+// The arithmetic that holds for any format and size is the image buffer
+// fuzzer's; here are the names, the plane counts and the refusals.
 TEST(ImageBufferUtils, FormatTableWithItsAsymmetries)
 {
     struct Row { unsigned int format; const char* name; unsigned int planes; };
     const Row rows[] = {{0x10, "nv16", 2}, {0x11, "nv21", 2}, {0x14, "yuy2", 1}, {0x20, "raw16", 1},
                         {0x23, "YCBCR_420_888", 2}, {0x25, "raw10", 1}, {0x26, "raw12", 1}, {0x20203859, "Y8", 1},
-                        {0x20363159, "Y16", 1}, {0x32315659, "yv12", 3}};
-    auto describe = [](unsigned int f, unsigned int w, unsigned int h) {
-        return std::make_tuple(U::getFormatString(f), U::getNumberOfPlanes(f), U::getAllocationFormat(f),
-                               U::getAllocationWidth(f, w, h), U::getAllocationHeight(f, w, h));
-    };
+                        {0x20363159, "Y16", 1}, {0x32315659, "yv12", 3}, {0x21, "Jpeg", 1}};
     LogCapture capture;
     for (const Row& r : rows)
-        EXPECT_EQ(describe(r.format, 640, 480), std::make_tuple(r.name, r.planes, r.format, 640u, 480u));
-    // A blob is one row of three bytes per pixel, in wrapping 32-bit arithmetic.
-    EXPECT_EQ(describe(0x21, 4000, 3000), std::make_tuple("Jpeg", 1u, 0x21u, 36000000u, 1u));
-    EXPECT_EQ(U::getAllocationWidth(0x21, 0x10000, 0x10001), 0x30000u);
+        EXPECT_EQ(std::make_pair(U::getFormatString(r.format), U::getNumberOfPlanes(r.format)),
+                  std::make_pair(std::string(r.name), r.planes));
     EXPECT_EQ(U::getFormatString(0x22), "ImplementationDefined");
     EXPECT_TRUE(capture.records().empty());
 
@@ -44,12 +40,10 @@ TEST(ImageBufferUtils, FormatTableWithItsAsymmetries)
     EXPECT_EQ(U::getNumberOfPlanes(0x22) + U::getAllocationWidth(0x22, 1, 1) + U::getAllocationHeight(0x4001, 1, 1), 0u);
     EXPECT_EQ(U::getAllocationFormat(0x22), 0x4001u);
     EXPECT_EQ(U::getFormatString(0x4010), "");
-    EXPECT_EQ(lines(capture), (Lines{"getNumberOfPlanes: format not found.", "getAllocationWidth: format not found.",
-                                     "getAllocationHeight: format not found.",
-                                     "getAllocationFormat: Currently not support format 0x22",
-                                     "getFormatString: format not found. 0x4010"}));
-    for (const auto& r : capture.records())
-        EXPECT_TRUE(r.level == 0 && r.file == "GrallocBuffer.cpp");
+    EXPECT_EQ(lines(capture), (Lines{"0 getNumberOfPlanes: format not found.", "0 getAllocationWidth: format not found.",
+                                     "0 getAllocationHeight: format not found.",
+                                     "0 getAllocationFormat: Currently not support format 0x22",
+                                     "0 getFormatString: format not found. 0x4010"}));
 }
 
 using Table = std::vector<std::pair<uint32_t, uint32_t>>; // bytes per row, rows
@@ -83,7 +77,7 @@ TEST(GrallocBuffer, PlaneTablesAreWhatTheMapperReports)
         EXPECT_EQ(buffer->getVa(expected.size()), nullptr);
         EXPECT_EQ(buffer->unlock("table"), 0);
     }
-    EXPECT_EQ(lines(capture), Lines(std::size(formats), "getVa: error plane index"));
+    EXPECT_EQ(lines(capture), Lines(std::size(formats), "0 getVa: error plane index"));
 }
 
 // Pixels written under one lock are read under a lock of an imported clone
@@ -117,26 +111,21 @@ TEST(GrallocBuffer, PixelsReachAnImportedCloneItsDumpAndALoad)
     EXPECT_EQ(std::vector<uint8_t>(back, back + size), expected);
     EXPECT_EQ(loaded->unlock("check"), 0);
     // Imported through the mapper service, freed through libui: one implementation.
-    const size_t mappings = HostGralloc::liveMappings();
     EXPECT_EQ(android::GraphicBufferMapper::get().freeBuffer(clone), 0);
-    EXPECT_EQ(HostGralloc::liveMappings(), mappings - 1);
 
-    // Refusals: the file is opened before the buffer is locked, and a save
-    // that cannot lock takes back the file it created; dump adds nothing to
-    // its one failure line.
+    // Refusals: a save that cannot lock takes back the file it created, and
+    // dump adds nothing to its one failure line. What cannot be opened is
+    // the placeholder test's, the same code.
     LogCapture capture;
     native_handle const* foreign = native_handle_create(0, 0);
     auto unmappable = builder(0x11, 100, 61).setBufferHandle(&foreign).build();
-    const std::string fresh = path + ".new", missing = "/nonexistent-dir/x.raw";
+    const std::string fresh = path + ".new";
     EXPECT_FALSE(unmappable->saveToFile(fresh) || std::ifstream(fresh).is_open());
     g_logLv = 1;
     unmappable->dump();
-    EXPECT_FALSE(buffer->saveToFile(missing) || buffer->loadFromFile(missing));
     EXPECT_EQ(buffer->unlock("extra"), -1);
-    const std::string open = "open fail(2) No such file or directory [" + missing + "]";
-    EXPECT_EQ(lines(capture), (Lines{"saveToFile:  save as " + fresh, "lock: lock fail [saveToFile_" + fresh + "]",
-                                     "lock: lock fail [dump imported buffer]", "saveToFile: " + open,
-                                     "loadFromFile: " + open, "unlock: unlock without lock [extra]"}));
+    EXPECT_EQ(lines(capture), (Lines{"2 saveToFile:  save as " + fresh, "0 lock: lock fail [saveToFile_" + fresh + "]",
+                                     "0 lock: lock fail [dump imported buffer]", "0 unlock: unlock without lock [extra]"}));
     native_handle_delete(const_cast<native_handle_t*>(foreign));
     unlink(path.c_str());
 }
@@ -151,7 +140,7 @@ TEST(GrallocBuffer, FailedAllocationsAndNothingLeftBehind)
     {
         HostGralloc::failNextAllocations(2); // this build's, then one of the pool's two
         EXPECT_EQ(builder(0x23, 64, 48).build(), nullptr);
-        EXPECT_EQ(lines(capture), Lines{"run: gralloc fail"});
+        EXPECT_EQ(lines(capture), Lines{"0 run: gralloc fail"});
         auto pool = ImageBufferManagerBuilder().setMinCount(2).setMaxCount(3)
                             .setImageBufferBuilder(builder(0x23, 1920, 1080)).build();
         EXPECT_EQ(pool->getFreeBufferCount(), 1u);

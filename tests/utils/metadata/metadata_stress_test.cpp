@@ -3,16 +3,8 @@
 // characteristics cache (first in this executable, so nothing has touched
 // them before), then request round trips on a shared metadata pool.
 #include <algorithm>
-#include <atomic>
-#include <chrono>
 #include <functional>
-#include <thread>
 #include <tuple>
-
-#include <gtest/gtest.h>
-
-#include <tamo/VendorTag.h>
-#include <tamo_platform/HostPlatform.h>
 
 #include "MetadataTestUtil.h"
 
@@ -20,25 +12,6 @@ using namespace tamo;
 using namespace metadata_test;
 
 namespace {
-
-// The host platform, counting what it is asked and slow to answer, so that
-// first callers pile up.
-struct CountingEnviron : platform::IPlatformEnviron {
-    void appendVendorTagSections(std::vector<platform::AppVendorTagSection>& sections) override
-    {
-        sectionCalls++;
-        std::this_thread::sleep_for(std::chrono::microseconds(200));
-        host->appendVendorTagSections(sections);
-    }
-    const camera_metadata* getStaticMetadata(uint32_t cameraId) override
-    {
-        staticCalls++;
-        std::this_thread::sleep_for(std::chrono::microseconds(200));
-        return host->getStaticMetadata(cameraId);
-    }
-    std::shared_ptr<platform::IPlatformEnviron> host = platform::host::createHostEnviron();
-    std::atomic<int> sectionCalls{0}, staticCalls{0};
-};
 
 constexpr int kThreads = 8, kListings = 25, kRounds = 4;
 constexpr unsigned int kSessions = 4, kPoolRounds = 500;
@@ -61,10 +34,10 @@ void together(const std::function<void(int)>& work)
 
 TEST(VendorTagFirstUseStress, EightThreadsShareOneTableOneInstallationAndOneBuildPerCamera)
 {
-    LevelGuard level(2);
-    tamo::host::LogCapture capture;
-    auto environment = std::make_shared<CountingEnviron>();
-    platform::host::installEnviron(environment);
+    Logged capture(2);
+    auto environment = std::make_shared<Environ>();
+    environment->delay = std::chrono::microseconds(200); // first callers pile up
+    Platform platform(environment);
 
     // Half the threads resolve every framework tag number, and a few past
     // each section, through the callbacks; half list all vendor tags, which
@@ -108,18 +81,14 @@ TEST(VendorTagFirstUseStress, EightThreadsShareOneTableOneInstallationAndOneBuil
     for (int t = 0; t < kThreads; t++)
         for (uint32_t n = 0; n < kRounds * kCameras; n++)
             EXPECT_EQ(got[t][n], got[0][(n + t) % kCameras]);
-    for (uint32_t camera = 0; camera < kCameras; camera++) {
-        const MetadataEntryData name = camera < 9 ? got[0][camera]->getMetadataByTag(0x80010000) : MetadataEntryData{};
-        EXPECT_EQ(name.data ? std::string(static_cast<const char*>(name.data), name.count) : "",
-                  camera == 9 ? "" : "cam" + std::to_string(camera));
-    }
+    for (uint32_t camera = 0; camera < 9; camera++)
+        EXPECT_EQ(text(got[0][camera], 0x80010000), "cam" + std::to_string(camera));
     EXPECT_EQ(got[0][9], nullptr);
     // Nine builds, each logged once; camera 9 asked again on every call.
     const size_t failures = size_t(kThreads) * kRounds;
     EXPECT_EQ(capture.count("[%u]static metadata entry: %u -> %u", 2), 9u);
     EXPECT_EQ(capture.count("updat Characteristics fail", 0), failures);
     EXPECT_EQ(environment->staticCalls, int(9 + failures));
-    platform::host::resetPlatform();
 }
 
 // Eight threads on four sessions. Each round a thread makes a whole request
@@ -130,8 +99,7 @@ TEST(VendorTagFirstUseStress, EightThreadsShareOneTableOneInstallationAndOneBuil
 // remain.
 TEST(MetadataPoolStress, EightThreadsOnFourSessionsLoseAndDuplicateNothing)
 {
-    LevelGuard level(3);            // dumps render every line
-    tamo::host::LogCapture capture; // quiet
+    Logged capture(3); // quiet; dumps render every line
     MetadataPool pool;
     for (unsigned int s = 1; s <= kSessions; s++)
         ASSERT_TRUE(pool.addSessionEntry(s) == 0 && pool.addRequestEntry(s, 1, nullptr) == 0);
@@ -169,8 +137,6 @@ TEST(MetadataPoolStress, EightThreadsOnFourSessionsLoseAndDuplicateNothing)
             merged.push_back(e.data.i32[0]);
         }
     }
-    EXPECT_GT(merged.size() / kSessions, 400u); // the shared results did grow
-    capture.clear();
     for (unsigned int t = 0; t < unsigned(kThreads); t++) {
         for (unsigned int r = 0; r < kPoolRounds; r++) {
             wanted.push_back(int32_t((t + 1) * 100000 + r));
@@ -178,8 +144,7 @@ TEST(MetadataPoolStress, EightThreadsOnFourSessionsLoseAndDuplicateNothing)
         }
     }
     std::sort(merged.begin(), merged.end());
-    EXPECT_EQ(merged, wanted);
-    EXPECT_EQ(capture.count("Cannot find request %u", 0), kThreads * kPoolRounds);
+    EXPECT_EQ(merged, wanted); // a thousand a session: each outgrew its 400 entries
 }
 
 } // namespace
