@@ -10,11 +10,6 @@ using Streams = std::vector<std::shared_ptr<StreamInfo>>;
 
 namespace {
 
-// Restores the log level; lists what was logged.
-struct Logged : host::LogCapture, LevelGuard {
-    Lines lines() const { return testsupport::lines(*this); }
-};
-
 std::shared_ptr<StreamInfo> stream(uint32_t type, uint32_t format, int32_t camera = -1)
 {
     return std::make_shared<StreamInfo>(StreamInfo{0, type, 0, 0, format, 0, 0, 0, camera, 0, 0, 0, 0, 0, 0});
@@ -32,7 +27,7 @@ TEST(StreamConfigBuilder, HandsTheSettingsOverKeepsStreamsAndFiltersPhysicalOnes
             .setStreamInfos({nullptr, own, other}).setConfigSetting(session);
     builder.setCameraConfigSetting(1, a).setCameraConfigSetting(1, b).setCameraConfigSetting(2, a);
     auto first = builder.build();
-    EXPECT_EQ(log.lines(), Lines(2, "0 setStreamInfo: empty stream info"));
+    EXPECT_EQ(lines(log), Lines(2, "0 setStreamInfo: empty stream info"));
     EXPECT_EQ(first->getStreams(), (Streams{unbound, own, other}));
     EXPECT_EQ(std::make_tuple(first->getConfigSetting(), first->getCameraConfigSetting(1),
                               first->getCameraConfigSetting(2), first->getCameraConfigSetting(5)),
@@ -77,7 +72,7 @@ TEST(StreamConfiguration, WarnsAndDumpsOnlyAtTheirLevels)
     // Every stream filtered away: no warning.
     auto filtered = StreamConfigBuilder().setLogicalId(2).enablePhysicalStream()
             .setStreamInfo(stream(0, 0x23, 3)).build();
-    EXPECT_EQ(log.lines(), (Lines{"1 build: no config stream."}));
+    EXPECT_EQ(lines(log), Lines{"1 build: no config stream."});
     EXPECT_EQ(none->getNumberOfStreams() + filtered->getNumberOfStreams(), 0u);
     EXPECT_FALSE(none->isReprocessStreamConfig());
 
@@ -87,11 +82,10 @@ TEST(StreamConfiguration, WarnsAndDumpsOnlyAtTheirLevels)
     auto config = StreamConfigBuilder().setLogicalId(5).setStreamInfo(in).setStreamInfo(*stream(0, 0x21)).build();
     for (g_logLv = 1; g_logLv <= 2; g_logLv++)
         config->dump();
-    EXPECT_EQ(log.lines(), (Lines{"2 dump: Total 2 streams for camera: 5", "2 dump: \t format: 35 --> 17",
-                                  "2 dump: \t size: 640x480", "2 dump: \t stream type: Input",
-                                  "2 dump: \t max buffer count: 4", "2 dump: \t format: 33 --> 0",
-                                  "2 dump: \t size: 0x0", "2 dump: \t stream type: Output",
-                                  "2 dump: \t max buffer count: 0"}));
+    const std::string d = "2 dump: \t ";
+    EXPECT_EQ(lines(log), (Lines{"2 dump: Total 2 streams for camera: 5", d + "format: 35 --> 17", d + "size: 640x480",
+                                 d + "stream type: Input", d + "max buffer count: 4", d + "format: 33 --> 0",
+                                 d + "size: 0x0", d + "stream type: Output", d + "max buffer count: 0"}));
 
     // The HAL's answer: usages in decimal, with their trailing tabs.
     log.clear();
@@ -103,10 +97,10 @@ TEST(StreamConfiguration, WarnsAndDumpsOnlyAtTheirLevels)
     g_logLv = 3;
     StreamUtils::dumpHalStreamConfiguration(hal);
     const std::string f = "2 dumpHalStreamConfiguration: ";
-    EXPECT_EQ(log.lines(), (Lines{f + "Total 0 streams in HalStreamConfiguration",
-                                  f + "Total 1 streams in HalStreamConfiguration",
-                                  f + "\t [-1]overrideFormat: 35", f + "\t [-1]producerUsage: 131072\t",
-                                  f + "\t [-1]consumerUsage: 34359738368\t", f + "\t [-1]maxBuffers: 6"}));
+    EXPECT_EQ(lines(log), (Lines{f + "Total 0 streams in HalStreamConfiguration",
+                                 f + "Total 1 streams in HalStreamConfiguration", f + "\t [-1]overrideFormat: 35",
+                                 f + "\t [-1]producerUsage: 131072\t", f + "\t [-1]consumerUsage: 34359738368\t",
+                                 f + "\t [-1]maxBuffers: 6"}));
 }
 
 } // namespace
