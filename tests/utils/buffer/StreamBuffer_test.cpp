@@ -43,20 +43,21 @@ std::shared_ptr<StreamBuffer> requested(int id, const std::shared_ptr<Client>& c
             .setImageBufferRequestor(requestor).build();
 }
 
-TEST(StreamBufferBuilder, ChecksItsSourcesInOrderAndSharesOrCopiesTheRecord)
+// Each refusal also lacks what the later checks look at. A buffer given up
+// front needs no way back, but then has none; a requested one asks until it
+// is answered, but not to dump.
+TEST(StreamBufferBuilder, ChecksItsSourcesInOrderSharesOrCopiesTheRecordAndAsksOnUse)
 {
     auto image = builder(0x11, 64, 48).build();
     auto requestor = std::make_shared<Client>();
     std::weak_ptr<Client> dead = std::make_shared<Client>();
-    LogCapture capture;
-    // Each case also lacks what the later checks look at.
+    Logged capture;
     ImageBufferBuilder broken = builder(0x11, 0, 48);
     EXPECT_EQ(StreamBufferBuilder().setImageBufferBuilder(broken).build(), nullptr);
     EXPECT_EQ(StreamBufferBuilder().setImageBuffer(image).setImageBufferRequestor(requestor).build(), nullptr);
     EXPECT_EQ(StreamBufferBuilder().setImageBufferRequestor(requestor).setCollector(dead).build(), nullptr);
     EXPECT_EQ(StreamBufferBuilder().setImageBufferRequestor(requestor)
                       .setCollector(std::make_shared<Client>()).build(), nullptr);
-    // A buffer given up front needs no way back, but then has none.
     auto info = stream(9);
     StreamBufferBuilder b;
     auto bare = b.setImageBuffer(image).setCollector(dead).setStreamInfo(info).setStreamId(0).build();
@@ -80,61 +81,48 @@ TEST(StreamBufferBuilder, ChecksItsSourcesInOrderAndSharesOrCopiesTheRecord)
     StreamInfo local{0, 0, 0, 0, 0x22, 0, 0, 0, -1, 0, 0, 0, 0x11, 0, 0};
     EXPECT_EQ(b.setStreamInfo(local, true).setStreamId(3).build()->getInfo(), "[3]nv21");
     EXPECT_EQ(std::make_pair(local.format, local.streamId), std::make_pair(0x22u, 0));
-}
 
-TEST(StreamBuffer, AsksTheRequestorUntilItAnswersButNotToDump)
-{
-    auto requestor = std::make_shared<Client>();
-    auto buffer = requested(3, std::make_shared<Client>(), requestor);
-    Logged capture(2);
-    buffer->dump(); // without asking
-    EXPECT_TRUE(buffer->getImageBuffer() == nullptr && buffer->getImageBuffer() == nullptr);
-    requestor->answer = builder(0x11, 64, 48).build();
-    EXPECT_TRUE(buffer->getImageBuffer() == requestor->answer && buffer->getImageBuffer() == requestor->answer);
-    EXPECT_EQ(requestor->asked, Infos(3, buffer->getStreamInfo()));
-    buffer->dump();
+    auto asking = requested(3, requestor, requestor);
+    capture.clear();
+    g_logLv = 2;
+    asking->dump(); // without asking
+    EXPECT_TRUE(asking->getImageBuffer() == nullptr && asking->getImageBuffer() == nullptr);
+    requestor->answer = image;
+    EXPECT_TRUE(asking->getImageBuffer() == image && asking->getImageBuffer() == image);
+    EXPECT_EQ(requestor->asked, Infos(3, asking->getStreamInfo()));
+    asking->dump();
     EXPECT_EQ(capture.count("no image buffer to dump", 0), 1u);
     EXPECT_EQ(capture.count("\t Size : %ux%u", 2), 1u);
-
-    EXPECT_EQ(buffer->getStatus(), "[3]nv21(err) "); // until told otherwise
-    buffer->setBufferStatus(static_cast<platform::AppBufferStatus>(2)); // anything but an error is ok
-    EXPECT_EQ(buffer->getStatus(), "[3]nv21(ok) ");
+    EXPECT_EQ(asking->getStatus(), "[3]nv21(err) "); // until told otherwise
+    asking->setBufferStatus(static_cast<platform::AppBufferStatus>(2)); // anything but an error is ok
+    EXPECT_EQ(asking->getStatus(), "[3]nv21(ok) ");
 }
 
-// Empty pointers are dropped like buffers of another stream.
-TEST(StreamBufferSetBuilder, FiltersByStreamAndNeedsSourceThenCollector)
-{
-    auto collector = std::make_shared<Client>();
-    auto a = requested(7, collector), b = requested(3, collector);
-    std::weak_ptr<Client> dead = std::make_shared<Client>();
-    Logged capture;
-    EXPECT_EQ(StreamBufferSetBuilder(7).setStreamBuffer(b).setStreamBuffer(nullptr).build(), nullptr);
-    EXPECT_EQ(StreamBufferSetBuilder().setStreamBuffer(a).setCollector(dead).build(), nullptr);
-    EXPECT_EQ(StreamBufferSetBuilder().setStreamBuffer(nullptr).setCollector(collector).build(), nullptr);
-    EXPECT_EQ(lines(capture), (Lines{"0 build: stream buffer set no source.", "0 build: no collector",
-                                     "0 build: stream buffer set no source."}));
-
-    auto set = StreamBufferSetBuilder(7).setStreamBuffers({a, nullptr, b, a}).setCollector(collector).build();
-    EXPECT_EQ(set->getStreamBuffers(), (Buffers{a, a}));
-    EXPECT_EQ(std::make_tuple(set->getSize(), set->getStreamBuffer(1), set->getStreamBuffer(2)),
-              std::make_tuple(2u, a, nullptr));
-    capture.clear();
-    for (g_logLv = 1; g_logLv <= 2; g_logLv++)
-        set->dump();
-    EXPECT_EQ(lines(capture), (Lines{"2 dump: contain 2 of stream buffer"}));
-}
-
-// returnStreamBuffer() hands back the newest live set a buffer is in, else
-// the buffer alone; each once, and only while its collector lives, which
-// neither the buffer nor the set keeps alive. A set marks its members before
-// its collector runs, so a member handed back from there is not collected
-// again.
-TEST(StreamBufferUtils, ReturnsTheNewestLiveSetElseTheBufferAloneOnce)
+// A set takes the buffers of its stream, or all without a filter, never an
+// empty pointer, and needs a collector. returnStreamBuffer() hands back the
+// newest live set a buffer is in, else the buffer alone; each once, and only
+// while its collector lives, which neither the buffer nor the set keeps
+// alive. A set marks its members before its collector runs, so a member
+// handed back from there is not collected again.
+TEST(StreamBufferSet, FiltersThenReturnsTheNewestLiveSetElseTheBufferAloneOnce)
 {
     auto older = std::make_shared<Client>(), collector = std::make_shared<Client>();
     auto a = requested(1, collector), b = requested(2, collector);
-    auto first = StreamBufferSetBuilder().setStreamBuffer(b).setCollector(older).build();
+    std::weak_ptr<Client> gone = std::make_shared<Client>();
+    Logged capture;
+    EXPECT_EQ(StreamBufferSetBuilder(1).setStreamBuffer(b).setStreamBuffer(nullptr).build(), nullptr);
+    EXPECT_EQ(StreamBufferSetBuilder().setStreamBuffer(a).setCollector(gone).build(), nullptr);
+    EXPECT_EQ(StreamBufferSetBuilder().setStreamBuffer(nullptr).setCollector(collector).build(), nullptr);
+    auto first = StreamBufferSetBuilder(2).setStreamBuffers({a, nullptr, b, b}).setCollector(older).build();
     auto set = StreamBufferSetBuilder().setStreamBuffers({a, b}).setCollector(collector).build();
+    EXPECT_EQ(first->getStreamBuffers(), (Buffers{b, b}));
+    EXPECT_EQ(std::make_tuple(set->getSize(), set->getStreamBuffer(1), set->getStreamBuffer(2)),
+              std::make_tuple(2u, b, nullptr));
+    for (g_logLv = 1; g_logLv <= 2; g_logLv++)
+        set->dump();
+    EXPECT_EQ(lines(capture), (Lines{"0 build: stream buffer set no source.", "0 build: no collector",
+                                     "0 build: stream buffer set no source.", "2 dump: contain 2 of stream buffer"}));
+
     std::vector<bool> alone;
     collector->onSet = [&](const Buffers& members) {
         for (const auto& m : members)
