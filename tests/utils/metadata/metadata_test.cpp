@@ -81,12 +81,10 @@ TEST(Metadata, UpdateClearsToAnEmptyEntry)
     get_camera_metadata_ro_entry(meta->getFwkMetadata(), 2, &last);
     EXPECT_EQ(last.tag, F); // cleared again, an empty entry stays where it is
     EXPECT_TRUE(meta->updateMetaDataByTag(R, v.data(), 2));
-    EXPECT_TRUE(capture.records().empty());
 
     EXPECT_FALSE(meta->updateMetaDataByTag(R, v.data(), 17)); // 72 bytes: no room
-    EXPECT_EQ(values(meta, R), V({7, 7}));
     EXPECT_FALSE(meta->init(nullptr));
-    EXPECT_EQ(values(meta, R), V({7, 7})); // a refused source changes nothing
+    EXPECT_EQ(values(meta, R), V({7, 7})); // neither refusal changes anything
     EXPECT_EQ(lines(capture), Lines({"0 updateMetaDataByTag: update fail", "0 init: structure not currect"}));
 }
 
@@ -215,16 +213,13 @@ TEST(MetadataDump, LinesByTypeAndFrameworkTags)
                    "Tag:android.control.aeExposureCompensation Type:int32\t\n[Tag Not Found]\n"
                    "Tag:android.colorCorrection.mode Type:unknown_type\t");
 
+    // Without a buffer: errors, which no level gates.
     capture.clear();
     auto empty = Metadata::create();
     empty->dump();
     empty->dumpByTag(R, out = "");
     EXPECT_EQ(out, "[metadata is null]\n");
-    object(ints(1, 1, {}))->dump();
-    tamo::g_logLv = 0;
-    empty->dump();
-    EXPECT_EQ(lines(capture), Lines({"0 dump: dumpMeta, metadata is null", "0 dumpByTag: dumpByTag, metadata is null",
-                                     "3 dump: Dumping 0 entries", "0 dump: dumpMeta, metadata is null"}));
+    EXPECT_EQ(lines(capture), Lines({"0 dump: dumpMeta, metadata is null", "0 dumpByTag: dumpByTag, metadata is null"}));
 }
 
 // Which of the requests 1 to 70 a session holds.
@@ -257,10 +252,8 @@ TEST(MetadataPool, RequestEntriesAndLookupFailures)
     for (const auto& m : {result, pool.getMetadata(1, 6, REQUEST), pool.getMetadata(1, 6, RESULT)})
         EXPECT_TRUE(m != nullptr && caps(m) == Caps(400, 180000));
     EXPECT_NE(pool.getMetadata(1, 6, REQUEST), pool.getMetadata(1, 6, RESULT));
-    EXPECT_TRUE(pool.updateMetadata(1, 5, RESULT, settings));
     EXPECT_TRUE(pool.updateMetadata(1, 5, RESULT, object(ints(1, 8, {{F, 2}}))));
     EXPECT_EQ(pool.getMetadata(1, 5, RESULT), result); // merged into the stored object
-    EXPECT_EQ(values(result, C), V{1});
 
     const auto absent = static_cast<MetadataPool::METADATA_TYPE>(2);
     EXPECT_EQ(pool.getMetadata(1, 5, absent), nullptr);
@@ -279,7 +272,7 @@ TEST(MetadataPool, RequestEntriesAndLookupFailures)
     EXPECT_EQ(lines(capture), Lines({
         "0 getMetadata: Cannot find metadata type(2) in request 5",
         "0 updateMetadata: Cannot find metadata type(2) in request 5", "0 appendMetadata: append TAMO metadata fail",
-        check + "target check, entry capacity 400, data capacity 180000, entry count 2, data count 8,",
+        check + "target check, entry capacity 400, data capacity 180000, entry count 1, data count 8,",
         check + "append check, entry capacity 1, data capacity 0, entry count 1, data count 0,",
         "0 updateMetadata: Cannot append matadata type(1) in request 5", "0 getMetadata: Cannot find request 5",
         "0 updateMetadata: Cannot find request 5", "0 addRequestEntry:" + noSession,
@@ -331,12 +324,10 @@ struct GateMetadata : MetadataImpl {
     camera_metadata* getFwkMetadata() override
     {
         entered = true;
-        released.wait();
+        waitUntil([this] { return open.load(); }, std::chrono::seconds(60));
         return settings->getFwkMetadata();
     }
-    std::atomic<bool> entered{false};
-    std::promise<void> release;
-    std::shared_future<void> released = release.get_future().share();
+    std::atomic<bool> entered{false}, open{false};
     std::shared_ptr<Metadata> settings = object(ints(1, 0, {{C, 1}}));
 };
 
@@ -374,10 +365,8 @@ TEST(MetadataPool, OnlyDumpHoldsASessionLockUnderThePoolLock)
     auto blocked = std::async(std::launch::async, [&] { return pool.addSessionEntry(4u); });
     EXPECT_EQ(blocked.wait_for(100ms), std::future_status::timeout);
 
-    gate->release.set_value();
+    gate->open = true;
     EXPECT_TRUE(a.get() && b.get() != nullptr && others.get() && blocked.get() == 0);
-    d.get();
-    EXPECT_EQ(values(pool.getMetadata(1, 10, RESULT), C), V{1});
 }
 
 } // namespace
