@@ -17,7 +17,7 @@ std::shared_ptr<StreamInfo> stream(uint32_t type, uint32_t format, int32_t camer
 
 // Settings go with the configuration built; streams stay, and empty ones,
 // which the filter, the dump and the reprocess test would follow, never get in.
-TEST(StreamConfigBuilder, HandsTheSettingsOverKeepsStreamsAndFiltersPhysicalOnes)
+TEST(StreamConfigBuilder, HandsTheSettingsOverKeepsStreamsFiltersPhysicalOnesAndTellsReprocessing)
 {
     Logged log;
     auto unbound = stream(0, 0x23, -1), own = stream(1, 0x23, 2), other = stream(0, 0x23, 3);
@@ -41,10 +41,8 @@ TEST(StreamConfigBuilder, HandsTheSettingsOverKeepsStreamsAndFiltersPhysicalOnes
     EXPECT_EQ(std::make_tuple(cut->getNumberOfStreams(), cut->getLogicalId(), cut->getOperationMode(),
                               cut->getScenario(), cut->getConfigSetting(), cut->getCameraConfigSetting(1)),
               std::make_tuple(2u, 2u, 1u, 7u, nullptr, nullptr));
-}
 
-TEST(StreamConfigurationInfo, ReprocessNeedsRawOrYuvInputAndNoRawOutput)
-{
+    // Reprocessing needs a RAW or YUV input and no RAW output.
     auto mislabelled = stream(1, 0x21);
     mislabelled->overrideFormat = 0x23;  // only format counts
     const std::pair<Streams, bool> cases[] = {
@@ -74,7 +72,6 @@ TEST(StreamConfiguration, WarnsAndDumpsOnlyAtTheirLevels)
             .setStreamInfo(stream(0, 0x23, 3)).build();
     EXPECT_EQ(lines(log), Lines{"1 build: no config stream."});
     EXPECT_EQ(none->getNumberOfStreams() + filtered->getNumberOfStreams(), 0u);
-    EXPECT_FALSE(none->isReprocessStreamConfig());
 
     log.clear();
     // Type 2, 640x480, format 0x23 overridden by 0x11, 4 buffers.

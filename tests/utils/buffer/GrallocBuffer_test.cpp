@@ -16,51 +16,26 @@ using android::host::HostGralloc;
 
 namespace {
 
-// The arithmetic that holds for any format and size is the image buffer
-// fuzzer's; here are the names, the plane counts and the refusals.
-TEST(ImageBufferUtils, FormatTableWithItsAsymmetries)
-{
-    struct Row { unsigned int format; const char* name; unsigned int planes; };
-    const Row rows[] = {{0x10, "nv16", 2}, {0x11, "nv21", 2}, {0x14, "yuy2", 1}, {0x20, "raw16", 1},
-                        {0x23, "YCBCR_420_888", 2}, {0x25, "raw10", 1}, {0x26, "raw12", 1}, {0x20203859, "Y8", 1},
-                        {0x20363159, "Y16", 1}, {0x32315659, "yv12", 3}, {0x21, "Jpeg", 1}};
-    LogCapture capture;
-    for (const Row& r : rows)
-        EXPECT_EQ(std::make_pair(U::getFormatString(r.format), U::getNumberOfPlanes(r.format)),
-                  std::make_pair(std::string(r.name), r.planes));
-    EXPECT_EQ(U::getFormatString(0x22), "ImplementationDefined");
-    EXPECT_TRUE(capture.records().empty());
-
-    // Vendor formats 0x4001-0x4011 have plane counts and nothing else.
-    const char planes[] = "11111010002221122";
-    for (unsigned int i = 0; i < 17; i++)
-        EXPECT_EQ(U::getNumberOfPlanes(0x4001 + i), unsigned(planes[i] - '0')) << i;
-    EXPECT_EQ(capture.count("format not found.", 0), 4u);
-    capture.clear();
-    EXPECT_EQ(U::getNumberOfPlanes(0x22) + U::getAllocationWidth(0x22, 1, 1) + U::getAllocationHeight(0x4001, 1, 1), 0u);
-    EXPECT_EQ(U::getAllocationFormat(0x22), 0x4001u);
-    EXPECT_EQ(U::getFormatString(0x4010), "");
-    EXPECT_EQ(lines(capture), (Lines{"0 getNumberOfPlanes: format not found.", "0 getAllocationWidth: format not found.",
-                                     "0 getAllocationHeight: format not found.",
-                                     "0 getAllocationFormat: Currently not support format 0x22",
-                                     "0 getFormatString: format not found. 0x4010"}));
-}
-
 using Table = std::vector<std::pair<uint32_t, uint32_t>>; // bytes per row, rows
 
-// Every allocatable format's plane table is the allocator's layout as the
-// mapper reports it, planes back to back from where the mapper maps the handle.
-TEST(GrallocBuffer, PlaneTablesAreWhatTheMapperReports)
+// Every allocatable format, its name and its plane table: the allocator's
+// layout as the mapper reports it, planes back to back from where the mapper
+// maps the handle. The arithmetic that holds for any format and size is the
+// image buffer fuzzer's; here are the names, plane counts and refusals.
+TEST(GrallocBuffer, FormatsAndPlaneTablesAreWhatTheMapperReports)
 {
     // 100x61: rows padded to 64 bytes, chroma rows rounded up; a blob is one row.
-    const std::pair<unsigned int, Table> formats[] = {
-        {0x10, {{128, 61}, {128, 61}}}, {0x11, {{128, 61}, {128, 31}}}, {0x23, {{128, 61}, {128, 31}}},
-        {0x32315659, {{128, 61}, {64, 31}, {64, 31}}}, {0x14, {{256, 61}}}, {0x20, {{256, 61}}},
-        {0x25, {{128, 61}}}, {0x26, {{192, 61}}}, {0x20203859, {{128, 61}}}, {0x20363159, {{256, 61}}},
-        {0x21, {{18300, 1}}}};
+    const std::tuple<unsigned int, std::string, Table> formats[] = {
+        {0x10, "nv16", {{128, 61}, {128, 61}}}, {0x11, "nv21", {{128, 61}, {128, 31}}},
+        {0x23, "YCBCR_420_888", {{128, 61}, {128, 31}}}, {0x32315659, "yv12", {{128, 61}, {64, 31}, {64, 31}}},
+        {0x14, "yuy2", {{256, 61}}}, {0x20, "raw16", {{256, 61}}}, {0x25, "raw10", {{128, 61}}},
+        {0x26, "raw12", {{192, 61}}}, {0x20203859, "Y8", {{128, 61}}}, {0x20363159, "Y16", {{256, 61}}},
+        {0x21, "Jpeg", {{18300, 1}}}};
     LogCapture capture;
-    for (const auto& [format, expected] : formats) {
-        SCOPED_TRACE(format);
+    for (const auto& [format, name, expected] : formats) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(std::make_pair(U::getFormatString(format), size_t{U::getNumberOfPlanes(format)}),
+                  std::make_pair(name, expected.size()));
         auto buffer = builder(format, 100, 61).build();
         ASSERT_TRUE(buffer && buffer->lock("table"));
         uint8_t* next = nullptr; // where the mapper maps the handle
@@ -78,6 +53,21 @@ TEST(GrallocBuffer, PlaneTablesAreWhatTheMapperReports)
         EXPECT_EQ(buffer->unlock("table"), 0);
     }
     EXPECT_EQ(lines(capture), Lines(std::size(formats), "0 getVa: error plane index"));
+
+    // Vendor formats 0x4001-0x4011 have plane counts and nothing else.
+    capture.clear();
+    EXPECT_EQ(U::getFormatString(0x22), "ImplementationDefined");
+    const char planes[] = "11111010002221122";
+    for (unsigned int i = 0; i < 17; i++)
+        EXPECT_EQ(U::getNumberOfPlanes(0x4001 + i), unsigned(planes[i] - '0')) << i;
+    EXPECT_EQ(U::getNumberOfPlanes(0x22) + U::getAllocationWidth(0x22, 1, 1) + U::getAllocationHeight(0x4001, 1, 1), 0u);
+    EXPECT_EQ(U::getAllocationFormat(0x22), 0x4001u);
+    EXPECT_EQ(U::getFormatString(0x4010), "");
+    const std::string none = "0 getNumberOfPlanes: format not found.";
+    EXPECT_EQ(lines(capture), (Lines{none, none, none, none, none, "0 getAllocationWidth: format not found.",
+                                     "0 getAllocationHeight: format not found.",
+                                     "0 getAllocationFormat: Currently not support format 0x22",
+                                     "0 getFormatString: format not found. 0x4010"}));
 }
 
 // Pixels written under one lock are read under a lock of an imported clone

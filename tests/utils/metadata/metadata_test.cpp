@@ -225,7 +225,6 @@ TEST(MetadataDump, LinesByTypeAndFrameworkTags)
 // Which of the requests 1 to 70 a session holds.
 Requests held(MetadataPool& pool, unsigned int sessionId)
 {
-    LogCapture quiet;
     Requests out;
     for (unsigned int r = 1; r <= 70; r++)
         if (pool.getMetadata(sessionId, r, REQUEST) != nullptr)
@@ -240,7 +239,7 @@ Requests range(unsigned int first, unsigned int last, Requests out = {})
     return out;
 }
 
-TEST(MetadataPool, RequestEntriesAndLookupFailures)
+TEST(MetadataPool, RequestEntriesLookupFailuresAndTheNewest65)
 {
     Logged capture;
     MetadataPool pool;
@@ -292,19 +291,14 @@ TEST(MetadataPool, RequestEntriesAndLookupFailures)
     if (lines(capture).at(3) == t1) // kinds come in table order
         std::swap(expected[3], expected[5]);
     EXPECT_EQ(lines(capture), expected);
-}
 
-TEST(MetadataPool, KeepsTheNewest65RequestsOfASession)
-{
-    MetadataPool pool;
-    pool.addSessionEntry(std::vector<unsigned int>{1, 2});
+    // A session keeps its newest 65 requests. Re-adding on a full table
+    // evicts first, then replaces the request's kinds.
+    pool.addSessionEntry(2u);
     pool.addRequestEntry(2, 1, nullptr);
     for (unsigned int r = 1; r <= 70; r++)
         pool.addRequestEntry(1, r, nullptr);
     EXPECT_EQ(held(pool, 1), range(6, 70));
-
-    // Re-adding on a full table evicts first, then replaces the request's kinds.
-    auto settings = object(ints(1, 0, {{C, 1}}));
     pool.addRequestEntry(1, 30, settings);
     EXPECT_EQ(held(pool, 1), range(7, 70));
     EXPECT_EQ(pool.getMetadata(1, 30, REQUEST), settings);

@@ -263,10 +263,8 @@ TEST(StaticMetadata, BuiltOnceUnderTheLockRetriedAfterAFailureAndReadByTheConver
     EXPECT_EQ(values<float>(converted(2000, 40), kZoomRatio), Zoom{1});
     EXPECT_EQ(values<float>(converted(2000, 41), kZoomRatio), Zoom{1});
     VendorTagUtils::converter(nullptr, 0);
-}
 
-TEST(StaticMetadata, LogicalCameraMembersAndSensorIds)
-{
+    // Cameras 5 to 8 are logical, of these members; 3 has no sensor id.
     const std::vector<std::vector<uint32_t>> members = {{}, {}, {}, {}, {}, {0, 2}, {3, 0, 4}, {4, 3}, {4, 0}};
     ASSERT_EQ(logicalCameraTable().size(), members.size());
     for (uint32_t id = 0; id < members.size(); id++)

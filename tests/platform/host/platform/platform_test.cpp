@@ -19,11 +19,7 @@ TEST(HostPlatform, NineCamerasThatFitTheFrameworkCache)
         SCOPED_TRACE(id);
         const camera_metadata* m = environment->getStaticMetadata(id);
         ASSERT_EQ(validate_camera_metadata_structure(m, nullptr), 0);
-        camera_metadata_ro_entry_t active{}, pixels{}, ids{};
-        ASSERT_EQ(find_camera_metadata_ro_entry(m, ANDROID_SENSOR_INFO_ACTIVE_ARRAY_SIZE, &active) +
-                          find_camera_metadata_ro_entry(m, ANDROID_SENSOR_INFO_PIXEL_ARRAY_SIZE, &pixels), 0);
-        EXPECT_TRUE(active.data.i32[0] + active.data.i32[2] <= pixels.data.i32[0] &&
-                    active.data.i32[1] + active.data.i32[3] <= pixels.data.i32[1]);
+        camera_metadata_ro_entry_t ids{};
         std::string physical; // the logical cameras' members, as the framework lists them
         if (find_camera_metadata_ro_entry(m, ANDROID_LOGICAL_MULTI_CAMERA_PHYSICAL_IDS, &ids) == 0)
             for (size_t i = 0; i < ids.count; i++)
