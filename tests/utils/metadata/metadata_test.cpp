@@ -97,14 +97,11 @@ TEST(Metadata, FailuresAreReportedAndLeaveTheObjectAsTheirPathHasIt)
     } disarm;
     auto src = ints(4, 64, {{C, 1}, {R, 4}}); // 2 entries, 16 data bytes
     LogCapture capture;
-    auto meta = object(src);
-    camera_metadata_fail_allocations(1);
-    EXPECT_FALSE(meta->init(8, 32)); // the old buffer is gone all the same
-    EXPECT_EQ(meta->getFwkMetadata(), nullptr);
-    for (bool itself : {false, true}) { // also when the copy of itself cannot be made
+    std::shared_ptr<Metadata> meta;
+    for (int from : {0, 1, 2}) { // sizes, a buffer, its own buffer: the old one is gone all the same
         meta = object(src);
         camera_metadata_fail_allocations(1);
-        EXPECT_FALSE(meta->init(itself ? meta->getFwkMetadata() : src.get()));
+        EXPECT_FALSE(from == 0 ? meta->init(8, 32) : meta->init(from == 1 ? src.get() : meta->getFwkMetadata()));
         EXPECT_EQ(meta->getFwkMetadata(), nullptr);
     }
     auto whole = object(src);

@@ -101,14 +101,27 @@ void inFreshProcess(Body body)
 
 } // namespace
 
-// The platform's sections come first, answered by its descriptor; the
-// framework's seven follow as published. That the callbacks answer every
-// other number, past each section's end and outside the sections, and that
-// the metadata library answers as they do, is the metadata fuzzer's model.
-TEST(VendorTags, CallbacksServeEveryListedTagByNumber)
+// After what the caller has, the platform's sections, answered by its
+// descriptor, then the framework's seven as published; all under the lock.
+// That the callbacks answer every other number, past each section's end and
+// outside the sections, and that the metadata library answers as they do, is
+// the metadata fuzzer's model.
+TEST(VendorTags, ListingAppendsPlatformThenPublishedSectionsAndTheCallbacksServeThem)
 {
-    std::vector<AppVendorTagSection> sections;
-    const uint32_t host = listAll(sections) - 7; // also installs the callbacks
+    auto environ = std::make_shared<Environ>();
+    environ->mustHold = &VendorTagUtils::descriptor_lock;
+    Platform platform(environ);
+    Logged capture(2);
+    std::vector<AppVendorTagSection> sections = {{"caller.own", {}}};
+    const uint32_t host = listAll(sections) - 8; // also installs the callbacks
+    ASSERT_EQ(listAll(sections), 1 + 2 * (host + 7)); // everything again
+    EXPECT_TRUE(environ->sectionCalls == 2 && !environ->unlockedCall);
+    // Counts of sections, the caller's included, whatever the words say.
+    const std::string get = "2 getAllVendorTags: get ", tamo = get + "7 tags from tamo";
+    EXPECT_EQ(lines(capture), Lines({"2 operator(): temp setup vendor_tag_ops_t for framework",
+                                     get + std::to_string(1 + host) + " tags from platform", tamo,
+                                     get + std::to_string(1 + 2 * host + 7) + " tags from platform", tamo}));
+    sections.erase(sections.begin()); // the platform's from 0, the framework's from host
     for (uint32_t s = 0; s < host; s++) {
         for (uint32_t i = 0; i <= sections[s].tags.size(); i++) {
             const AppVendorTag* tag = i < sections[s].tags.size() ? &sections[s].tags[i] : nullptr;
@@ -118,46 +131,23 @@ TEST(VendorTags, CallbacksServeEveryListedTagByNumber)
                                                 (tag ? tag->tagName + " " + std::to_string(tag->tagType) : "null 255"));
         }
     }
-    sections.erase(sections.begin(), sections.begin() + host);
-    size_t total = 0;
     for (uint32_t p = 0; p < 7; p++) {
-        EXPECT_EQ(sections[p].sectionName, kPublished[p][0]);
+        const AppVendorTagSection& section = sections[host + p];
+        EXPECT_EQ(section.sectionName, kPublished[p][0]);
         std::istringstream listed(kPublished[p][1]);
         uint32_t i = 0;
-        for (std::string entry; listed >> entry; i++, total++) {
+        for (std::string entry; listed >> entry; i++) {
             const std::string name = entry.substr(0, entry.size() - 2);
             const uint32_t number = 0x80000000u + ((p + 1) << 16) + i, type = entry.back() - '0';
-            ASSERT_LT(i, sections[p].tags.size()) << entry;
-            const AppVendorTag& tag = sections[p].tags[i];
+            ASSERT_LT(i, section.tags.size()) << entry;
+            const AppVendorTag& tag = section.tags[i];
             EXPECT_TRUE(tag.tagId == number && tag.tagName == name && tag.tagType == type) << entry;
             EXPECT_EQ(describe(number), kPublished[p][0] + (" " + name) + " " + std::to_string(type));
         }
-        EXPECT_EQ(i, sections[p].tags.size());
+        EXPECT_EQ(i, section.tags.size());
     }
-    EXPECT_EQ(total, 108u);
     platform::host::installTagDescriptor(nullptr); // from 0x81000000 up nobody else answers
     EXPECT_EQ(describe(0x81000000), "null null 255");
-    platform::host::resetPlatform();
-}
-
-TEST(VendorTags, ListingAppendsPlatformThenFrameworkSectionsUnderTheLock)
-{
-    std::vector<AppVendorTagSection> host; // the host's sections first, and the callbacks installed
-    const size_t p = listAll(host) - 7;
-    auto environ = std::make_shared<Environ>();
-    environ->mustHold = &VendorTagUtils::descriptor_lock;
-    Platform platform(environ);
-    Logged capture(2);
-    std::vector<AppVendorTagSection> sections = {{"caller.own", {}}};
-    listAll(sections);
-    ASSERT_EQ(listAll(sections), 1 + 2 * (p + 7)); // everything again
-    EXPECT_EQ(sections[1].sectionName, host[0].sectionName);
-    EXPECT_EQ(sections[1 + p].sectionName, "com.tolv.chi.override");
-    EXPECT_TRUE(environ->sectionCalls == 2 && !environ->unlockedCall);
-    // Counts of sections, the caller's included, whatever the words say.
-    const std::string get = "2 getAllVendorTags: get ", tamo = get + "7 tags from tamo";
-    EXPECT_EQ(lines(capture), Lines({get + std::to_string(1 + p) + " tags from platform", tamo,
-                                     get + std::to_string(1 + 2 * p + 7) + " tags from platform", tamo}));
     platform::host::installEnviron(nullptr);
     std::vector<AppVendorTagSection> frameworkOnly;
     EXPECT_EQ(listAll(frameworkOnly), 7u);
