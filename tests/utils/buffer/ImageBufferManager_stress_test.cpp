@@ -1,9 +1,7 @@
 #include "BufferTestSupport.h"
 
-#include <atomic>
 #include <mutex>
 #include <set>
-#include <thread>
 
 #include "ThreadWatch.h"
 

