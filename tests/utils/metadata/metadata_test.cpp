@@ -62,34 +62,10 @@ TEST(Metadata, ReadsItselfWhileReplacingOrGrowing)
     }
 }
 
-TEST(Metadata, UpdateClearsToAnEmptyEntry)
-{
-    LogCapture capture;
-    auto meta = Metadata::create();
-    const V v(17, 7);
-    EXPECT_FALSE(meta->updateMetaDataByTag(R, v.data(), 4)); // no buffer: fails quietly
-    ASSERT_TRUE(meta->init(4, 64));
-    EXPECT_TRUE(meta->updateMetaDataByTag(R, v.data(), 4) && meta->updateMetaDataByTag(R, v.data(), 8) &&
-                meta->updateMetaDataByTag(T, v.data(), 1));
-    EXPECT_TRUE(meta->updateMetaDataByTag(R, nullptr, 0)); // taken out and added again: now last
-    auto entry = meta->getMetadataByTag(R);
-    camera_metadata_ro_entry_t last{};
-    get_camera_metadata_ro_entry(meta->getFwkMetadata(), 1, &last);
-    EXPECT_TRUE(entry.count == 0 && entry.data != nullptr && last.tag == R);
-    ASSERT_TRUE(meta->updateMetaDataByTag(F, v.data(), 2) && meta->updateMetaDataByTag(R, nullptr, 0));
-    get_camera_metadata_ro_entry(meta->getFwkMetadata(), 2, &last);
-    EXPECT_EQ(last.tag, F); // cleared again, an empty entry stays where it is
-    EXPECT_TRUE(meta->updateMetaDataByTag(R, v.data(), 2));
-
-    EXPECT_FALSE(meta->updateMetaDataByTag(R, v.data(), 17)); // 72 bytes: no room
-    EXPECT_FALSE(meta->init(nullptr));
-    EXPECT_EQ(values(meta, R), V({7, 7})); // neither refusal changes anything
-    EXPECT_EQ(lines(capture), Lines({"0 updateMetaDataByTag: update fail", "0 init: structure not currect"}));
-}
-
 // Failures of the metadata library, some made on demand: each is reported
-// with its own words and leaves the object as that path has it.
-TEST(Metadata, FailuresAreReportedAndLeaveTheObjectAsTheirPathHasIt)
+// with its own words and leaves the object as that path has it. Then the
+// updates that clear or do not fit.
+TEST(Metadata, FailuresAreReportedAndLeaveTheObjectAsTheirPathHasItAsDoUpdates)
 {
     struct Disarm {
         ~Disarm() { camera_metadata_fault_reset(); }
@@ -147,7 +123,35 @@ TEST(Metadata, FailuresAreReportedAndLeaveTheObjectAsTheirPathHasIt)
     camera_metadata_fail_once(CAMERA_METADATA_FAULT_FIND);
     meta->dumpByTag(R, out);
     EXPECT_EQ(out, "[Find Tag Error]\n");
-    EXPECT_EQ(lines(capture), Lines({"0 updateMetaDataByTag: delete entry fail", "0 updateMetaDataByTag: add entry fail"}));
+
+    // Without a buffer, dumps are errors, which no level gates; an update fails quietly.
+    // Cleared, a tag's entry is taken out and added again, empty and now
+    // last; an entry already empty stays where it is.
+    meta = Metadata::create();
+    meta->dump();
+    meta->dumpByTag(R, out = "");
+    EXPECT_EQ(out, "[metadata is null]\n");
+    const V v(17, 7);
+    EXPECT_FALSE(meta->updateMetaDataByTag(R, v.data(), 4));
+    ASSERT_TRUE(meta->init(4, 64));
+    EXPECT_TRUE(meta->updateMetaDataByTag(R, v.data(), 4) && meta->updateMetaDataByTag(R, v.data(), 8) &&
+                meta->updateMetaDataByTag(T, v.data(), 1));
+    EXPECT_TRUE(meta->updateMetaDataByTag(R, nullptr, 0)); // taken out and added again: now last
+    auto entry = meta->getMetadataByTag(R);
+    camera_metadata_ro_entry_t last{};
+    get_camera_metadata_ro_entry(meta->getFwkMetadata(), 1, &last);
+    EXPECT_TRUE(entry.count == 0 && entry.data != nullptr && last.tag == R);
+    ASSERT_TRUE(meta->updateMetaDataByTag(F, v.data(), 2) && meta->updateMetaDataByTag(R, nullptr, 0));
+    get_camera_metadata_ro_entry(meta->getFwkMetadata(), 2, &last);
+    EXPECT_EQ(last.tag, F); // cleared again, an empty entry stays where it is
+    EXPECT_TRUE(meta->updateMetaDataByTag(R, v.data(), 2));
+
+    EXPECT_FALSE(meta->updateMetaDataByTag(R, v.data(), 17)); // 72 bytes: no room
+    EXPECT_FALSE(meta->init(nullptr));
+    EXPECT_EQ(values(meta, R), V({7, 7})); // neither refusal changes anything
+    EXPECT_EQ(lines(capture), Lines({"0 updateMetaDataByTag: delete entry fail", "0 updateMetaDataByTag: add entry fail",
+                                     "0 dump: dumpMeta, metadata is null", "0 dumpByTag: dumpByTag, metadata is null",
+                                     "0 updateMetaDataByTag: update fail", "0 init: structure not currect"}));
 }
 
 TEST(MetadataDump, LinesByTypeAndFrameworkTags)
@@ -208,14 +212,6 @@ TEST(MetadataDump, LinesByTypeAndFrameworkTags)
                    "Tag:android.control.aeRegions Type:int32\t[ 1 -2 3 4 ], [ 5 ], \n"
                    "Tag:android.control.aeExposureCompensation Type:int32\t\n[Tag Not Found]\n"
                    "Tag:android.colorCorrection.mode Type:unknown_type\t");
-
-    // Without a buffer: errors, which no level gates.
-    capture.clear();
-    auto empty = Metadata::create();
-    empty->dump();
-    empty->dumpByTag(R, out = "");
-    EXPECT_EQ(out, "[metadata is null]\n");
-    EXPECT_EQ(lines(capture), Lines({"0 dump: dumpMeta, metadata is null", "0 dumpByTag: dumpByTag, metadata is null"}));
 }
 
 // Which of the requests 1 to 70 a session holds.
