@@ -197,6 +197,10 @@ TEST(StaticMetadata, BuiltOnceUnderTheLockRetriedAfterAFailureAndReadByTheConver
         EXPECT_EQ(caps(built[id]), Caps(n + 5, 800));
         EXPECT_TRUE(capture.hasMessage("[" + std::to_string(id) + "]static metadata entry: " +
                                        std::to_string(n) + " -> " + std::to_string(n + 1 + named)));
+        std::string members; // a logical camera's, as the platform lists them: ids, each ended by a zero
+        for (uint32_t member : named ? logicalCameraTable().at(id).memberIds : std::vector<uint32_t>{})
+            members += std::to_string(member) + '\0';
+        EXPECT_EQ(text(built[id], ANDROID_LOGICAL_MULTI_CAMERA_PHYSICAL_IDS), members.empty() ? "absent" : members);
     }
     EXPECT_FALSE(environ->unlockedCall);
     // Cached: the same object, and the platform is not asked again.
