@@ -4,20 +4,18 @@
 // native build, where TAMO_TEST_EMULATOR is empty.
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <vector>
 
 namespace {
 
-class EmulatedChildren : public ::testing::Environment {
-public:
+struct EmulatedChildren : ::testing::Environment {
     void SetUp() override
     {
-        std::vector<std::string> argv;
         std::istringstream words(TAMO_TEST_EMULATOR);
-        for (std::string word; words >> word;)
-            argv.push_back(word);
+        std::vector<std::string> argv{std::istream_iterator<std::string>(words), {}};
         if (argv.empty())
             return;
         const std::vector<std::string> own = testing::internal::GetArgvs();

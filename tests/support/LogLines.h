@@ -27,4 +27,9 @@ struct LevelGuard {
     uint32_t saved;
 };
 
+// Captures the log, with g_logLv set for the same scope.
+struct Logged : tamo::host::LogCapture, LevelGuard {
+    explicit Logged(uint32_t level = tamo::g_logLv) : LevelGuard(level) {}
+};
+
 } // namespace testsupport

@@ -10,7 +10,6 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <fstream>
@@ -20,10 +19,7 @@
 
 namespace testsupport {
 
-inline long threadId()
-{
-    return syscall(SYS_gettid);
-}
+inline long threadId() { return syscall(SYS_gettid); }
 
 // True while thread tid is blocked in a system call, and, given an object,
 // in futex() on a word inside [object, object + size). The call's number is
@@ -52,43 +48,29 @@ bool waitUntil(Pred pred, std::chrono::seconds limit = std::chrono::seconds(20))
     return pred();
 }
 
-// While a Freeze lives, the given threads sit in a signal handler (SIGUSR1)
+// While a Freeze lives, the given threads spin in a signal handler (SIGUSR1)
 // wherever they were; one that was blocked in a call goes on with it after.
 class Freeze {
 public:
-    explicit Freeze(std::vector<pthread_t> threads) : threads(std::move(threads))
+    explicit Freeze(const std::vector<pthread_t>& threads)
     {
-        struct sigaction hold = {}, wake = {};
+        struct sigaction hold = {};
         hold.sa_handler = [](int) {
-            const int savedErrno = errno; // sigsuspend sets it
-            held++;
-            sigset_t mask;
-            sigfillset(&mask);
-            sigdelset(&mask, SIGUSR2);
-            while (!released)
-                sigsuspend(&mask); // SIGUSR2 stays blocked until here, so none is lost
+            for (held++; !released;)
+                std::this_thread::yield();
             held--;
-            errno = savedErrno;
         };
-        sigemptyset(&hold.sa_mask);
-        sigaddset(&hold.sa_mask, SIGUSR2);
-        wake.sa_handler = [](int) {};
         sigaction(SIGUSR1, &hold, nullptr);
-        sigaction(SIGUSR2, &wake, nullptr);
         released = false;
-        for (pthread_t t : this->threads)
+        for (pthread_t t : threads)
             pthread_kill(t, SIGUSR1);
-        all = waitUntil([this] { return held == static_cast<int>(this->threads.size()); });
+        all = waitUntil([&] { return held == static_cast<int>(threads.size()); });
     }
     ~Freeze()
     {
         released = true;
-        for (pthread_t t : threads)
-            pthread_kill(t, SIGUSR2);
         waitUntil([] { return held == 0; });
     }
-    Freeze(const Freeze&) = delete;
-    Freeze& operator=(const Freeze&) = delete;
 
     // Whether every thread was caught.
     bool holding() const { return all; }
@@ -96,7 +78,6 @@ public:
 private:
     static inline std::atomic<int> held{0};
     static inline std::atomic<bool> released{false};
-    std::vector<pthread_t> threads;
     bool all = false;
 };
 

@@ -5,34 +5,17 @@
 #include <cstdlib>
 #include <future>
 #include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 
-#include <TamoLogCapture.h>
-#include <TamoLogControl.h>
 #include <tamo/ImageBuffer.h>
+
+#include "LogLines.h"
 
 namespace buffertest {
 
-using Lines = std::vector<std::string>;
+using namespace testsupport;
 using tamo::host::LogCapture;
-
-// Sets g_logLv for a scope (by default, only restores it at the end).
-struct LevelGuard {
-    explicit LevelGuard(uint32_t level = tamo::g_logLv) : saved(tamo::g_logLv) { tamo::g_logLv = level; }
-    ~LevelGuard() { tamo::g_logLv = saved; }
-    uint32_t saved;
-};
-
-// "function: message" of every captured line, in order.
-inline Lines lines(const LogCapture& capture)
-{
-    Lines out;
-    for (const auto& r : capture.records())
-        out.push_back(r.function + ": " + r.message);
-    return out;
-}
 
 inline tamo::ImageBufferBuilder builder(unsigned int format, unsigned int w, unsigned int h)
 {

@@ -1,5 +1,6 @@
 #include "BufferTestSupport.h"
 
+#include <algorithm>
 #include <fstream>
 #include <iterator>
 #include <tuple>
@@ -16,57 +17,26 @@ using android::host::HostGralloc;
 
 namespace {
 
-TEST(ImageBufferUtils, FormatTableWithItsAsymmetries)
-{
-    struct Row { unsigned int format; const char* name; unsigned int planes; };
-    const Row rows[] = {{0x10, "nv16", 2}, {0x11, "nv21", 2}, {0x14, "yuy2", 1}, {0x20, "raw16", 1},
-                        {0x23, "YCBCR_420_888", 2}, {0x25, "raw10", 1}, {0x26, "raw12", 1}, {0x20203859, "Y8", 1},
-                        {0x20363159, "Y16", 1}, {0x32315659, "yv12", 3}};
-    auto describe = [](unsigned int f, unsigned int w, unsigned int h) {
-        return std::make_tuple(U::getFormatString(f), U::getNumberOfPlanes(f), U::getAllocationFormat(f),
-                               U::getAllocationWidth(f, w, h), U::getAllocationHeight(f, w, h));
-    };
-    LogCapture capture;
-    for (const Row& r : rows)
-        EXPECT_EQ(describe(r.format, 640, 480), std::make_tuple(r.name, r.planes, r.format, 640u, 480u));
-    // A blob is one row of three bytes per pixel, in wrapping 32-bit arithmetic.
-    EXPECT_EQ(describe(0x21, 4000, 3000), std::make_tuple("Jpeg", 1u, 0x21u, 36000000u, 1u));
-    EXPECT_EQ(U::getAllocationWidth(0x21, 0x10000, 0x10001), 0x30000u);
-    EXPECT_EQ(U::getFormatString(0x22), "ImplementationDefined");
-    EXPECT_TRUE(capture.records().empty());
-
-    // Vendor formats 0x4001-0x4011 have plane counts and nothing else.
-    const char planes[] = "11111010002221122";
-    for (unsigned int i = 0; i < 17; i++)
-        EXPECT_EQ(U::getNumberOfPlanes(0x4001 + i), unsigned(planes[i] - '0')) << i;
-    EXPECT_EQ(capture.count("format not found.", 0), 4u);
-    capture.clear();
-    EXPECT_EQ(U::getNumberOfPlanes(0x22) + U::getAllocationWidth(0x22, 1, 1) + U::getAllocationHeight(0x4001, 1, 1), 0u);
-    EXPECT_EQ(U::getAllocationFormat(0x22), 0x4001u);
-    EXPECT_EQ(U::getFormatString(0x4010), "");
-    EXPECT_EQ(lines(capture), (Lines{"getNumberOfPlanes: format not found.", "getAllocationWidth: format not found.",
-                                     "getAllocationHeight: format not found.",
-                                     "getAllocationFormat: Currently not support format 0x22",
-                                     "getFormatString: format not found. 0x4010"}));
-    for (const auto& r : capture.records())
-        EXPECT_TRUE(r.level == 0 && r.file == "GrallocBuffer.cpp");
-}
-
 using Table = std::vector<std::pair<uint32_t, uint32_t>>; // bytes per row, rows
 
-// Every allocatable format's plane table is the allocator's layout as the
-// mapper reports it, planes back to back from where the mapper maps the handle.
-TEST(GrallocBuffer, PlaneTablesAreWhatTheMapperReports)
+// Every allocatable format, its name and its plane table: the allocator's
+// layout as the mapper reports it, planes back to back from where the mapper
+// maps the handle. The arithmetic that holds for any format and size is the
+// image buffer fuzzer's; here are the names, plane counts and refusals.
+TEST(GrallocBuffer, FormatsAndPlaneTablesAreWhatTheMapperReports)
 {
     // 100x61: rows padded to 64 bytes, chroma rows rounded up; a blob is one row.
-    const std::pair<unsigned int, Table> formats[] = {
-        {0x10, {{128, 61}, {128, 61}}}, {0x11, {{128, 61}, {128, 31}}}, {0x23, {{128, 61}, {128, 31}}},
-        {0x32315659, {{128, 61}, {64, 31}, {64, 31}}}, {0x14, {{256, 61}}}, {0x20, {{256, 61}}},
-        {0x25, {{128, 61}}}, {0x26, {{192, 61}}}, {0x20203859, {{128, 61}}}, {0x20363159, {{256, 61}}},
-        {0x21, {{18300, 1}}}};
+    const std::tuple<unsigned int, std::string, Table> formats[] = {
+        {0x10, "nv16", {{128, 61}, {128, 61}}}, {0x11, "nv21", {{128, 61}, {128, 31}}},
+        {0x23, "YCBCR_420_888", {{128, 61}, {128, 31}}}, {0x32315659, "yv12", {{128, 61}, {64, 31}, {64, 31}}},
+        {0x14, "yuy2", {{256, 61}}}, {0x20, "raw16", {{256, 61}}}, {0x25, "raw10", {{128, 61}}},
+        {0x26, "raw12", {{192, 61}}}, {0x20203859, "Y8", {{128, 61}}}, {0x20363159, "Y16", {{256, 61}}},
+        {0x21, "Jpeg", {{18300, 1}}}};
     LogCapture capture;
-    for (const auto& [format, expected] : formats) {
-        SCOPED_TRACE(format);
+    for (const auto& [format, name, expected] : formats) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(std::make_pair(U::getFormatString(format), size_t{U::getNumberOfPlanes(format)}),
+                  std::make_pair(name, expected.size()));
         auto buffer = builder(format, 100, 61).build();
         ASSERT_TRUE(buffer && buffer->lock("table"));
         uint8_t* next = nullptr; // where the mapper maps the handle
@@ -83,7 +53,22 @@ TEST(GrallocBuffer, PlaneTablesAreWhatTheMapperReports)
         EXPECT_EQ(buffer->getVa(expected.size()), nullptr);
         EXPECT_EQ(buffer->unlock("table"), 0);
     }
-    EXPECT_EQ(lines(capture), Lines(std::size(formats), "getVa: error plane index"));
+    EXPECT_EQ(lines(capture), Lines(std::size(formats), "0 getVa: error plane index"));
+
+    // Vendor formats 0x4001-0x4011 have plane counts and nothing else.
+    capture.clear();
+    EXPECT_EQ(U::getFormatString(0x22), "ImplementationDefined");
+    const char planes[] = "11111010002221122";
+    for (unsigned int i = 0; i < 17; i++)
+        EXPECT_EQ(U::getNumberOfPlanes(0x4001 + i), unsigned(planes[i] - '0')) << i;
+    EXPECT_EQ(U::getNumberOfPlanes(0x22) + U::getAllocationWidth(0x22, 1, 1) + U::getAllocationHeight(0x4001, 1, 1), 0u);
+    EXPECT_EQ(U::getAllocationFormat(0x22), 0x4001u);
+    EXPECT_EQ(U::getFormatString(0x4010), "");
+    const std::string none = "0 getNumberOfPlanes: format not found.";
+    EXPECT_EQ(lines(capture), (Lines{none, none, none, none, none, "0 getAllocationWidth: format not found.",
+                                     "0 getAllocationHeight: format not found.",
+                                     "0 getAllocationFormat: Currently not support format 0x22",
+                                     "0 getFormatString: format not found. 0x4010"}));
 }
 
 // Pixels written under one lock are read under a lock of an imported clone
@@ -98,7 +83,7 @@ TEST(GrallocBuffer, PixelsReachAnImportedCloneItsDumpAndALoad)
     for (size_t i = 0; i < size; i++)
         bytes[i] = static_cast<uint8_t>(i * 7 + i / 251);
     const std::vector<uint8_t> expected(bytes, bytes + size);
-    EXPECT_EQ(buffer->unlock("fill"), 0);
+    EXPECT_TRUE(buffer->unlock("fill") == 0 && buffer->getVa(0) == nullptr); // unmapped, no stale address
 
     native_handle const* clone = nullptr;
     ASSERT_TRUE(IGrallocMapper::getInstance().importBuffer(*buffer->getBufferHandle(), clone));
@@ -110,39 +95,32 @@ TEST(GrallocBuffer, PixelsReachAnImportedCloneItsDumpAndALoad)
     ASSERT_TRUE(wrapper->saveToFile(path));
     std::ifstream onDisk(path, std::ios::binary);
     EXPECT_EQ(std::vector<uint8_t>(std::istreambuf_iterator<char>(onDisk), {}), expected);
+    std::fill(read, read + size, 0);
+    EXPECT_TRUE(wrapper->loadFromFile(path) && std::vector<uint8_t>(read, read + size) == expected);
     EXPECT_EQ(wrapper->unlock("read"), 0);
-    auto loaded = builder(0x11, 100, 61).build();
-    ASSERT_TRUE(loaded->loadFromFile(path) && loaded->lock("check"));
-    auto* back = static_cast<uint8_t*>(loaded->getVa(0));
-    EXPECT_EQ(std::vector<uint8_t>(back, back + size), expected);
-    EXPECT_EQ(loaded->unlock("check"), 0);
     // Imported through the mapper service, freed through libui: one implementation.
-    const size_t mappings = HostGralloc::liveMappings();
     EXPECT_EQ(android::GraphicBufferMapper::get().freeBuffer(clone), 0);
-    EXPECT_EQ(HostGralloc::liveMappings(), mappings - 1);
 
-    // Refusals: the file is opened before the buffer is locked, and a save
-    // that cannot lock takes back the file it created; dump adds nothing to
-    // its one failure line.
+    // Refusals: a save that cannot lock takes back the file it created, and
+    // dump adds nothing to its one failure line. What cannot be opened is
+    // the placeholder test's, the same code.
     LogCapture capture;
     native_handle const* foreign = native_handle_create(0, 0);
     auto unmappable = builder(0x11, 100, 61).setBufferHandle(&foreign).build();
-    const std::string fresh = path + ".new", missing = "/nonexistent-dir/x.raw";
+    const std::string fresh = path + ".new";
     EXPECT_FALSE(unmappable->saveToFile(fresh) || std::ifstream(fresh).is_open());
     g_logLv = 1;
     unmappable->dump();
-    EXPECT_FALSE(buffer->saveToFile(missing) || buffer->loadFromFile(missing));
     EXPECT_EQ(buffer->unlock("extra"), -1);
-    const std::string open = "open fail(2) No such file or directory [" + missing + "]";
-    EXPECT_EQ(lines(capture), (Lines{"saveToFile:  save as " + fresh, "lock: lock fail [saveToFile_" + fresh + "]",
-                                     "lock: lock fail [dump imported buffer]", "saveToFile: " + open,
-                                     "loadFromFile: " + open, "unlock: unlock without lock [extra]"}));
+    EXPECT_EQ(lines(capture), (Lines{"2 saveToFile:  save as " + fresh, "0 lock: lock fail [saveToFile_" + fresh + "]",
+                                     "0 lock: lock fail [dump imported buffer]", "0 unlock: unlock without lock [extra]"}));
     native_handle_delete(const_cast<native_handle_t*>(foreign));
     unlink(path.c_str());
 }
 
-// A failed allocation reaches the caller as an empty pointer; once a pool,
-// its builder and its users let go, no buffer and no mapping is left.
+// A failed allocation reaches the caller as an empty pointer, and leaves a
+// pool short of its minimum, still returned; once a pool, its builder and
+// its users let go, no buffer and no mapping is left.
 TEST(GrallocBuffer, FailedAllocationsAndNothingLeftBehind)
 {
     const auto live = [] { return std::make_pair(HostGralloc::liveAllocations(), HostGralloc::liveMappings()); };
@@ -151,10 +129,11 @@ TEST(GrallocBuffer, FailedAllocationsAndNothingLeftBehind)
     {
         HostGralloc::failNextAllocations(2); // this build's, then one of the pool's two
         EXPECT_EQ(builder(0x23, 64, 48).build(), nullptr);
-        EXPECT_EQ(lines(capture), Lines{"run: gralloc fail"});
         auto pool = ImageBufferManagerBuilder().setMinCount(2).setMaxCount(3)
                             .setImageBufferBuilder(builder(0x23, 1920, 1080)).build();
         EXPECT_EQ(pool->getFreeBufferCount(), 1u);
+        EXPECT_EQ(lines(capture), (Lines{"0 run: gralloc fail", "0 run: gralloc fail",
+                                         "0 allocate: Buffer allocation fail.", "0 build: Something wrong!!!"}));
         auto a = pool->acquireImageBuffer(), b = pool->acquireImageBuffer(), c = pool->acquireImageBuffer();
         ASSERT_TRUE(a && b && c && a->lock("held") && b->lock("held")); // dropped locked
         native_handle const* clone = nullptr;

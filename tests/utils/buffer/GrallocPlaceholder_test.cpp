@@ -10,20 +10,20 @@ using namespace buffertest;
 
 TEST(GrallocPlaceholder, AllocatesNothingAndNeverMaps)
 {
-    LevelGuard level(1);
     auto buffer = builder(0x32315659, 64, 48).build();
     ASSERT_TRUE(buffer && *buffer->getBufferHandle() == nullptr);
     const std::string path = testing::TempDir() + "tamo_placeholder_" + std::to_string(getpid());
-    const std::string missing = "/nonexistent-dir/x.raw";
+    const std::string open = "open fail(2) No such file or directory [/nonexistent-dir/x.raw]";
     std::ofstream(path) << "pixels";
-    LogCapture capture;
+    Logged capture(1);
     EXPECT_TRUE(buffer->lock("cpu") && buffer->getVa(0) == nullptr && buffer->unlock("cpu") == -1);
     EXPECT_EQ(buffer->unlock("cpu"), -1);
     // The file is opened first; a save that creates one takes it back.
-    EXPECT_FALSE(buffer->loadFromFile(path) || buffer->saveToFile(path + ".new") || buffer->saveToFile(missing));
+    EXPECT_FALSE(buffer->loadFromFile(path) || buffer->saveToFile(path + ".new") ||
+                 buffer->saveToFile("/nonexistent-dir/x.raw") || buffer->loadFromFile("/nonexistent-dir/x.raw"));
     EXPECT_FALSE(std::ifstream(path + ".new").is_open());
-    EXPECT_EQ(lines(capture), (Lines{"getVa: lock before get va", "loadFromFile: buffer not mapped [" + path + "]",
-                                     "saveToFile: buffer not mapped [" + path + ".new]",
-                                     "saveToFile: open fail(2) No such file or directory [" + missing + "]"}));
+    EXPECT_EQ(lines(capture), (Lines{"0 getVa: lock before get va", "0 loadFromFile: buffer not mapped [" + path + "]",
+                                     "0 saveToFile: buffer not mapped [" + path + ".new]", "0 saveToFile: " + open,
+                                     "0 loadFromFile: " + open}));
     EXPECT_EQ(unlink(path.c_str()), 0);
 }

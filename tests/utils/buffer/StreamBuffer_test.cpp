@@ -7,144 +7,118 @@
 
 using namespace tamo;
 using namespace buffertest;
-using tamo::platform::AppBufferStatus;
 using Buffers = std::vector<std::shared_ptr<StreamBuffer>>;
 using Infos = std::vector<std::shared_ptr<StreamInfo>>;
 
 namespace {
 
-struct Collector : IBufferCollector {
-    Buffers single, kept; // kept: everything handed back, held on to
-    std::vector<Buffers> sets;
-    std::function<void(const Buffers&)> onSet;
-    void collectBuffer(std::shared_ptr<StreamBuffer> buffer) override { single.push_back(buffer); kept.push_back(buffer); }
+// The framework's side: answers requests for buffers and keeps what it is
+// handed back.
+struct Client : IBufferRequestor, IBufferCollector {
+    std::shared_ptr<ImageBuffer> requestBuffer(std::shared_ptr<StreamInfo> info) override
+    { asked.push_back(info); return answer; }
+    void collectBuffer(std::shared_ptr<StreamBuffer> buffer) override { single.push_back(buffer); }
     void collectBufferSet(Buffers buffers) override
     {
         sets.push_back(buffers);
-        kept.insert(kept.end(), buffers.begin(), buffers.end());
         if (onSet)
             onSet(buffers);
     }
-};
-
-struct Requestor : IBufferRequestor {
     std::shared_ptr<ImageBuffer> answer;
     Infos asked; // one per call
-    std::shared_ptr<ImageBuffer> requestBuffer(std::shared_ptr<StreamInfo> info) override
-    { asked.push_back(info); return answer; }
+    Buffers single;
+    std::vector<Buffers> sets;
+    std::function<void(const Buffers&)> onSet;
 };
 
 std::shared_ptr<StreamInfo> stream(int id) // nv21
 {
-    return std::make_shared<StreamInfo>(StreamInfo{id, 0, 0, 0, 0x11, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
+    return std::make_shared<StreamInfo>(StreamInfo{id, 0, 0, 0, 0x11});
 }
 
-std::shared_ptr<StreamBuffer> requested(int id, const std::shared_ptr<Collector>& collector,
-                                        std::shared_ptr<Requestor> requestor = std::make_shared<Requestor>())
+std::shared_ptr<StreamBuffer> requested(int id, const std::shared_ptr<Client>& collector,
+                                        std::shared_ptr<Client> requestor = std::make_shared<Client>())
 {
     return StreamBufferBuilder().setStreamInfo(stream(id)).setCollector(collector)
             .setImageBufferRequestor(requestor).build();
 }
 
-TEST(StreamBufferBuilder, ChecksItsSourcesInOrderAndSharesOrCopiesTheRecord)
+// Each refusal also lacks what the later checks look at. A buffer given up
+// front needs no way back, but then has none; a requested one asks until it
+// is answered, but not to dump.
+TEST(StreamBufferBuilder, ChecksItsSourcesInOrderSharesOrCopiesTheRecordAndAsksOnUse)
 {
     auto image = builder(0x11, 64, 48).build();
-    auto requestor = std::make_shared<Requestor>();
-    std::weak_ptr<Collector> dead = std::make_shared<Collector>();
-    LogCapture capture;
-    // Each case also lacks what the later checks look at.
+    auto requestor = std::make_shared<Client>();
+    std::weak_ptr<Client> dead = std::make_shared<Client>();
+    Logged capture;
     ImageBufferBuilder broken = builder(0x11, 0, 48);
     EXPECT_EQ(StreamBufferBuilder().setImageBufferBuilder(broken).build(), nullptr);
     EXPECT_EQ(StreamBufferBuilder().setImageBuffer(image).setImageBufferRequestor(requestor).build(), nullptr);
     EXPECT_EQ(StreamBufferBuilder().setImageBufferRequestor(requestor).setCollector(dead).build(), nullptr);
     EXPECT_EQ(StreamBufferBuilder().setImageBufferRequestor(requestor)
-                      .setCollector(std::make_shared<Collector>()).build(), nullptr);
-    // A buffer given up front needs no way back, but then has none.
+                      .setCollector(std::make_shared<Client>()).build(), nullptr);
     auto info = stream(9);
     StreamBufferBuilder b;
     auto bare = b.setImageBuffer(image).setCollector(dead).setStreamInfo(info).setStreamId(0).build();
     EXPECT_FALSE(StreamBufferUtils::returnStreamBuffer(bare));
     EXPECT_EQ(StreamBufferUtils::fetchStreamInfo({bare, nullptr, bare}), (Infos{info, nullptr, info}));
     EXPECT_EQ(StreamBufferUtils::cloneStreamInfo(nullptr), nullptr);
-    EXPECT_EQ(lines(capture), (Lines{"build: Invalid image size 0x48", "build: empty source", "build: invalid source",
-                                     "build: requested buffer cannot return", "build: no stream info",
-                                     "fetchStreamInfo: empty stream buffer", "cloneStreamInfo: no stream info"}));
+    EXPECT_EQ(lines(capture), (Lines{"0 build: Invalid image size 0x48", "0 build: empty source",
+                                     "0 build: invalid source", "0 build: requested buffer cannot return",
+                                     "0 build: no stream info", "0 fetchStreamInfo: empty stream buffer",
+                                     "0 cloneStreamInfo: no stream info"}));
 
     // The record is shared, and ids from 1 up are written into it.
-    auto clone = StreamBufferUtils::cloneStreamInfo(info);
     b.setStreamId(-4).build();
-    platform::AppStreamBuffer record;
-    record.bufferId = 77;
-    auto with = StreamBufferBuilder(b).setStreamId(5).setStreamBufferInfo(record).build();
+    auto clone = StreamBufferUtils::cloneStreamInfo(info);
+    auto with = StreamBufferBuilder(b).setStreamId(5).build();
     EXPECT_TRUE(with->getStreamInfo() == info && info->streamId == 5 && clone->streamId == 9);
-    EXPECT_EQ(StreamBufferUtils::getHidlStreamInfo(bare), nullptr);
-    EXPECT_EQ(StreamBufferUtils::getHidlStreamInfo(with)->bufferId, 77u);
-    // Format 0x22 overridden by nv21, copied: the caller's record stays as it was.
+    // Format 0x22 overridden by nv21, in a copy of the caller's record.
     StreamInfo local{0, 0, 0, 0, 0x22, 0, 0, 0, -1, 0, 0, 0, 0x11, 0, 0};
     EXPECT_EQ(b.setStreamInfo(local, true).setStreamId(3).build()->getInfo(), "[3]nv21");
-    EXPECT_EQ(std::make_pair(local.format, local.streamId), std::make_pair(0x22u, 0));
-}
 
-TEST(StreamBuffer, AsksTheRequestorUntilItAnswersButNotToDump)
-{
-    auto requestor = std::make_shared<Requestor>();
-    auto buffer = requested(3, std::make_shared<Collector>(), requestor);
-    LevelGuard level(2);
-    LogCapture capture;
-    buffer->dump(); // without asking
-    EXPECT_TRUE(buffer->getImageBuffer() == nullptr && buffer->getImageBuffer() == nullptr);
-    requestor->answer = builder(0x11, 64, 48).build();
-    EXPECT_TRUE(buffer->getImageBuffer() == requestor->answer && buffer->getImageBuffer() == requestor->answer);
-    EXPECT_EQ(requestor->asked, Infos(3, buffer->getStreamInfo()));
-    buffer->dump();
+    auto asking = requested(3, requestor, requestor);
+    capture.clear();
+    g_logLv = 2;
+    asking->dump(); // without asking
+    EXPECT_TRUE(asking->getImageBuffer() == nullptr && asking->getImageBuffer() == nullptr);
+    requestor->answer = image;
+    EXPECT_TRUE(asking->getImageBuffer() == image && asking->getImageBuffer() == image);
+    EXPECT_EQ(requestor->asked, Infos(3, asking->getStreamInfo()));
+    asking->dump();
     EXPECT_EQ(capture.count("no image buffer to dump", 0), 1u);
     EXPECT_EQ(capture.count("\t Size : %ux%u", 2), 1u);
-
-    EXPECT_EQ(buffer->getStatus(), "[3]nv21(err) "); // until told otherwise
-    buffer->getStreamInfo()->format = 0x99;
-    buffer->getStreamInfo()->streamId = -2;
-    capture.clear();
-    buffer->setBufferStatus(static_cast<AppBufferStatus>(2)); // anything but an error is ok
-    EXPECT_EQ(buffer->getStatus(), "[-2](ok) ");
-    EXPECT_EQ(lines(capture), (Lines{"getFormatString: format not found. 0x99"}));
+    EXPECT_EQ(asking->getStatus(), "[3]nv21(err) "); // until told otherwise
+    asking->setBufferStatus(static_cast<platform::AppBufferStatus>(2)); // anything but an error is ok
+    EXPECT_EQ(asking->getStatus(), "[3]nv21(ok) ");
 }
 
-// Empty pointers are dropped like buffers of another stream.
-TEST(StreamBufferSetBuilder, FiltersByStreamAndNeedsSourceThenCollector)
+// A set takes the buffers of its stream, or all without a filter, never an
+// empty pointer, and needs a collector. returnStreamBuffer() hands back the
+// newest live set a buffer is in, else the buffer alone; each once, and only
+// while its collector lives, which neither the buffer nor the set keeps
+// alive. A set marks its members before its collector runs, so a member
+// handed back from there is not collected again.
+TEST(StreamBufferSet, FiltersThenReturnsTheNewestLiveSetElseTheBufferAloneOnce)
 {
-    auto collector = std::make_shared<Collector>();
-    auto a = requested(7, collector), b = requested(3, collector);
-    std::weak_ptr<Collector> dead = std::make_shared<Collector>();
-    LogCapture capture;
-    EXPECT_EQ(StreamBufferSetBuilder(7).setStreamBuffer(b).setStreamBuffer(nullptr).build(), nullptr);
-    EXPECT_EQ(StreamBufferSetBuilder().setStreamBuffer(a).setCollector(dead).build(), nullptr);
+    auto older = std::make_shared<Client>(), collector = std::make_shared<Client>();
+    auto a = requested(1, collector), b = requested(2, collector);
+    std::weak_ptr<Client> gone = std::make_shared<Client>();
+    Logged capture;
+    EXPECT_EQ(StreamBufferSetBuilder(1).setStreamBuffer(b).setStreamBuffer(nullptr).build(), nullptr);
+    EXPECT_EQ(StreamBufferSetBuilder().setStreamBuffer(a).setCollector(gone).build(), nullptr);
     EXPECT_EQ(StreamBufferSetBuilder().setStreamBuffer(nullptr).setCollector(collector).build(), nullptr);
-    EXPECT_EQ(lines(capture), (Lines{"build: stream buffer set no source.", "build: no collector",
-                                     "build: stream buffer set no source."}));
-
-    auto set = StreamBufferSetBuilder(7).setStreamBuffers({a, nullptr, b, a}).setCollector(collector).build();
-    EXPECT_EQ(set->getStreamBuffers(), (Buffers{a, a}));
+    auto first = StreamBufferSetBuilder(2).setStreamBuffers({a, nullptr, b, b}).setCollector(older).build();
+    auto set = StreamBufferSetBuilder().setStreamBuffers({a, b}).setCollector(collector).build();
+    EXPECT_EQ(first->getStreamBuffers(), (Buffers{b, b}));
     EXPECT_EQ(std::make_tuple(set->getSize(), set->getStreamBuffer(1), set->getStreamBuffer(2)),
-              std::make_tuple(2u, a, nullptr));
-    EXPECT_EQ(StreamBufferSetBuilder().setStreamBuffers({b, b}).setCollector(collector).build()->getSize(), 2u);
-    LevelGuard level;
-    capture.clear();
+              std::make_tuple(2u, b, nullptr));
     for (g_logLv = 1; g_logLv <= 2; g_logLv++)
         set->dump();
-    EXPECT_EQ(lines(capture), (Lines{"dump: contain 2 of stream buffer"}));
-}
+    EXPECT_EQ(lines(capture), (Lines{"0 build: stream buffer set no source.", "0 build: no collector",
+                                     "0 build: stream buffer set no source.", "2 dump: contain 2 of stream buffer"}));
 
-// returnStreamBuffer() hands back the newest live set a buffer is in, else
-// the buffer alone; each once, and only while its collector lives, which
-// neither the buffer nor the set keeps alive. A set marks its members before
-// its collector runs, so a member handed back from there is not collected
-// again.
-TEST(StreamBufferUtils, ReturnsTheNewestLiveSetElseTheBufferAloneOnce)
-{
-    auto older = std::make_shared<Collector>(), collector = std::make_shared<Collector>();
-    auto a = requested(1, collector), b = requested(2, collector);
-    auto first = StreamBufferSetBuilder().setStreamBuffer(b).setCollector(older).build();
-    auto set = StreamBufferSetBuilder().setStreamBuffers({a, b}).setCollector(collector).build();
     std::vector<bool> alone;
     collector->onSet = [&](const Buffers& members) {
         for (const auto& m : members)
@@ -168,7 +142,7 @@ TEST(StreamBufferUtils, ReturnsTheNewestLiveSetElseTheBufferAloneOnce)
 
     // A collector that keeps what it got makes no cycle: all of it goes.
     auto orphan = requested(6, collector);
-    std::weak_ptr<Collector> watch = collector;
+    std::weak_ptr<Client> watch = collector;
     std::weak_ptr<StreamBuffer> watchBuffer = a;
     collector.reset();
     a.reset(), b.reset(), set.reset(), first.reset(), buffer.reset(), kept.reset();

@@ -7,12 +7,12 @@
 #include "LogLines.h"
 
 using namespace tamo;
+using namespace testsupport;
 using namespace android::hardware;
 using namespace android::hardware::graphics::mapper;
-using android::sp;
 using namespace android::hardware::host;
-using tamo::host::LogCapture;
-using testsupport::Lines;
+using android::sp;
+using Result = std::pair<Lines, std::vector<int>>;
 
 namespace {
 
@@ -30,11 +30,9 @@ struct FakeMapper : IMapper {
     { calls++; return buffer == &token ? freeError : Error::BAD_BUFFER; }
 };
 
-using Result = std::pair<Lines, std::vector<int>>;
-
 TEST(GrallocMapper, TakesTheNewestPassthroughVersionRefusingRemoteServices)
 {
-    testsupport::LevelGuard level(3);
+    LevelGuard level(3);
     HostServiceRegistry::clear();
     sp<FakeMapper<V4_0::IMapper, V4_0::Error>> v4 = new FakeMapper<V4_0::IMapper, V4_0::Error>;
     sp<FakeMapper<V3_0::IMapper, V3_0::Error>> v3 = new FakeMapper<V3_0::IMapper, V3_0::Error>;
@@ -45,12 +43,12 @@ TEST(GrallocMapper, TakesTheNewestPassthroughVersionRefusingRemoteServices)
     // A new mapper imports a buffer and frees it: the lines logged and the
     // calls that reached versions 4, 3 and 2 so far.
     auto importAndFree = [&] {
-        LogCapture capture;
+        tamo::host::LogCapture capture;
         GrallocMapper mapper;
         native_handle const* out = nullptr;
         if (mapper.importBuffer(hidl_handle(), out))
             mapper.freeBuffer(out);
-        return Result{testsupport::lines(capture), {v4->calls, v3->calls, v2->calls}};
+        return Result{lines(capture), {v4->calls, v3->calls, v2->calls}};
     };
     EXPECT_EQ(importAndFree(), Result({"3 GrallocMapper: IMapperV4 enable"}, {2, 0, 0}));
     v4->importError = V4_0::Error::BAD_BUFFER; // refused: nothing to free

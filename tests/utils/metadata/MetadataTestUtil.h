@@ -1,18 +1,25 @@
 #pragma once
 
+#include <camera_metadata_hidden.h>
+#include <gtest/gtest.h>
 #include <tamo/Metadata.h>
 #include <tamo/MetadataPool.h>
+#include <tamo/VendorTag.h>
+#include <tamo_platform/HostPlatform.h>
 
+#include <atomic>
+#include <chrono>
+#include <map>
 #include <memory>
+#include <mutex>
 #include <numeric>
+#include <thread>
 
 #include "LogLines.h"
 
 namespace metadata_test {
 
-using testsupport::LevelGuard;
-using testsupport::Lines;
-using testsupport::lines;
+using namespace testsupport;
 
 // Int32 tags: one element lives in the entry, two or more in the data area.
 constexpr uint32_t C = ANDROID_CONTROL_AE_EXPOSURE_COMPENSATION, P = ANDROID_CONTROL_AE_PRECAPTURE_ID,
@@ -43,12 +50,20 @@ inline std::shared_ptr<tamo::Metadata> object(const RawMeta& raw)
     return meta;
 }
 
-// An entry's int32 values; {-1} when absent.
-inline std::vector<int32_t> values(const std::shared_ptr<tamo::Metadata>& meta, uint32_t tag)
+// An entry's values; {-1} when absent.
+template <typename V = int32_t>
+std::vector<V> values(const std::shared_ptr<tamo::Metadata>& meta, uint32_t tag)
 {
     auto e = meta != nullptr ? meta->getMetadataByTag(tag) : tamo::MetadataEntryData{0, nullptr};
-    auto* p = static_cast<const int32_t*>(e.data);
-    return p != nullptr ? std::vector<int32_t>(p, p + e.count) : std::vector<int32_t>{-1};
+    auto* p = static_cast<const V*>(e.data);
+    return p != nullptr ? std::vector<V>(p, p + e.count) : std::vector<V>{V(-1)};
+}
+
+// A byte entry as text.
+inline std::string text(const std::shared_ptr<tamo::Metadata>& meta, uint32_t tag)
+{
+    auto e = meta->getMetadataByTag(tag);
+    return e.data != nullptr ? std::string(static_cast<const char*>(e.data), e.count) : "absent";
 }
 
 inline Caps caps(const std::shared_ptr<tamo::Metadata>& meta)
@@ -56,5 +71,43 @@ inline Caps caps(const std::shared_ptr<tamo::Metadata>& meta)
     return {get_camera_metadata_entry_capacity(meta->getFwkMetadata()),
             get_camera_metadata_data_capacity(meta->getFwkMetadata())};
 }
+
+// The host platform with buffers of the test's own, counting what it is
+// asked; it can answer slowly, and note a call made while `mustHold` is free.
+struct Environ : tamo::platform::IPlatformEnviron {
+    void appendVendorTagSections(std::vector<tamo::AppVendorTagSection>& sections) override
+    {
+        called(sectionCalls);
+        host->appendVendorTagSections(sections);
+    }
+    const camera_metadata* getStaticMetadata(uint32_t id) override
+    {
+        called(staticCalls);
+        return own.count(id) != 0 ? own[id].get() : host->getStaticMetadata(id);
+    }
+    void called(std::atomic<int>& calls)
+    {
+        calls++;
+        std::this_thread::sleep_for(delay);
+        if (mustHold != nullptr) // tried from another thread: this one may hold it
+            std::thread([this] {
+                if (mustHold->try_lock())
+                    unlockedCall = true, mustHold->unlock();
+            }).join();
+    }
+
+    std::shared_ptr<tamo::platform::IPlatformEnviron> host = tamo::platform::host::createHostEnviron();
+    std::map<uint32_t, std::shared_ptr<camera_metadata>> own;
+    std::atomic<int> sectionCalls{0}, staticCalls{0};
+    std::chrono::microseconds delay{0};
+    std::mutex* mustHold = nullptr;
+    bool unlockedCall = false;
+};
+
+// An environment of the test's for a scope, then the host defaults again.
+struct Platform {
+    explicit Platform(std::shared_ptr<tamo::platform::IPlatformEnviron> e) { tamo::platform::host::installEnviron(e); }
+    ~Platform() { tamo::platform::host::resetPlatform(); }
+};
 
 } // namespace metadata_test

@@ -1,18 +1,9 @@
 // Eight threads at once on the metadata family: the first use of the vendor
-// tag table, of the listing that installs the callbacks and of the
+// tag table and of the listing that installs the callbacks, then of the
 // characteristics cache (first in this executable, so nothing has touched
 // them before), then request round trips on a shared metadata pool.
 #include <algorithm>
-#include <atomic>
-#include <chrono>
 #include <functional>
-#include <thread>
-#include <tuple>
-
-#include <gtest/gtest.h>
-
-#include <tamo/VendorTag.h>
-#include <tamo_platform/HostPlatform.h>
 
 #include "MetadataTestUtil.h"
 
@@ -21,26 +12,7 @@ using namespace metadata_test;
 
 namespace {
 
-// The host platform, counting what it is asked and slow to answer, so that
-// first callers pile up.
-struct CountingEnviron : platform::IPlatformEnviron {
-    void appendVendorTagSections(std::vector<platform::AppVendorTagSection>& sections) override
-    {
-        sectionCalls++;
-        std::this_thread::sleep_for(std::chrono::microseconds(200));
-        host->appendVendorTagSections(sections);
-    }
-    const camera_metadata* getStaticMetadata(uint32_t cameraId) override
-    {
-        staticCalls++;
-        std::this_thread::sleep_for(std::chrono::microseconds(200));
-        return host->getStaticMetadata(cameraId);
-    }
-    std::shared_ptr<platform::IPlatformEnviron> host = platform::host::createHostEnviron();
-    std::atomic<int> sectionCalls{0}, staticCalls{0};
-};
-
-constexpr int kThreads = 8, kListings = 25, kRounds = 4;
+constexpr int kThreads = 8, kListings = 12, kRounds = 4;
 constexpr unsigned int kSessions = 4, kPoolRounds = 500;
 constexpr uint32_t kCameras = 10; // the host serves 0-8; 9 has no static metadata
 
@@ -61,42 +33,27 @@ void together(const std::function<void(int)>& work)
 
 TEST(VendorTagFirstUseStress, EightThreadsShareOneTableOneInstallationAndOneBuildPerCamera)
 {
-    LevelGuard level(2);
-    tamo::host::LogCapture capture;
-    auto environment = std::make_shared<CountingEnviron>();
-    platform::host::installEnviron(environment);
+    Logged capture(2);
+    auto environment = std::make_shared<Environ>();
+    environment->delay = std::chrono::microseconds(200); // first callers pile up
+    Platform platform(environment);
 
-    // Half the threads resolve every framework tag number, and a few past
-    // each section, through the callbacks; half list all vendor tags, which
-    // installs the callbacks.
-    using Lookup = std::tuple<const char*, const char*, int>;
-    std::vector<std::vector<Lookup>> resolved(kThreads / 2);
-    std::vector<std::vector<AppVendorTagSection>> listed(kThreads / 2);
+    // Every thread lists all vendor tags: the first listing installs the
+    // callbacks and builds the framework's table, once.
+    std::vector<std::vector<AppVendorTagSection>> listed(kThreads);
     together([&](int t) {
-        for (uint32_t section = 0x8000; section <= 0x8009 && t % 2 == 0; section++)
-            for (uint32_t tag = section << 16; tag <= (section << 16 | 0x52); tag++)
-                resolved[t / 2].emplace_back(VendorTagDescriptorUtils::tamo_get_section_name(nullptr, tag),
-                                             VendorTagDescriptorUtils::tamo_get_tag_name(nullptr, tag),
-                                             VendorTagDescriptorUtils::tamo_get_tag_type(nullptr, tag));
-        for (int n = 0; n < kListings && t % 2 == 1; n++)
-            VendorTagUtils::getAllVendorTags(listed[t / 2]);
+        for (int n = 0; n < kListings; n++)
+            VendorTagUtils::getAllVendorTags(listed[t]);
     });
-    EXPECT_EQ(std::count_if(resolved[0].begin(), resolved[0].end(), [](auto& l) { return std::get<1>(l); }), 108);
-    for (const auto& r : resolved)
-        EXPECT_TRUE(r == resolved[0]); // one table: the same strings for all
-
-    // Every listing whole: the same sections with the same tags.
-    std::vector<AppVendorTagSection> one;
-    VendorTagUtils::getAllVendorTags(one);
-    ASSERT_GT(one.size(), 7u);
-    for (const auto& sections : listed) {
-        ASSERT_EQ(sections.size(), one.size() * kListings);
+    const size_t one = listed[0].size() / kListings;
+    ASSERT_GT(one, 7u);
+    for (const auto& sections : listed) { // every listing whole: the same sections with the same tags
+        ASSERT_EQ(sections.size(), one * kListings);
         for (size_t i = 0; i < sections.size(); i++)
-            EXPECT_EQ(sections[i].tags.size(), one[i % one.size()].tags.size()) << sections[i].sectionName;
+            EXPECT_EQ(sections[i].tags.size(), listed[0][i % one].tags.size()) << sections[i].sectionName;
     }
     EXPECT_EQ(capture.count("temp setup vendor_tag_ops_t for framework", 2), 1u);
-    EXPECT_EQ(capture.count("get %u tags from platform", 2), size_t(kThreads / 2 * kListings + 1));
-    EXPECT_EQ(environment->sectionCalls, kThreads / 2 * kListings + 1);
+    EXPECT_EQ(environment->sectionCalls, kThreads * kListings);
 
     // Then every thread asks for every camera, each in its own order.
     capture.clear();
@@ -108,18 +65,12 @@ TEST(VendorTagFirstUseStress, EightThreadsShareOneTableOneInstallationAndOneBuil
     for (int t = 0; t < kThreads; t++)
         for (uint32_t n = 0; n < kRounds * kCameras; n++)
             EXPECT_EQ(got[t][n], got[0][(n + t) % kCameras]);
-    for (uint32_t camera = 0; camera < kCameras; camera++) {
-        const MetadataEntryData name = camera < 9 ? got[0][camera]->getMetadataByTag(0x80010000) : MetadataEntryData{};
-        EXPECT_EQ(name.data ? std::string(static_cast<const char*>(name.data), name.count) : "",
-                  camera == 9 ? "" : "cam" + std::to_string(camera));
-    }
-    EXPECT_EQ(got[0][9], nullptr);
+    EXPECT_TRUE(got[0][8] != nullptr && got[0][9] == nullptr);
     // Nine builds, each logged once; camera 9 asked again on every call.
     const size_t failures = size_t(kThreads) * kRounds;
     EXPECT_EQ(capture.count("[%u]static metadata entry: %u -> %u", 2), 9u);
     EXPECT_EQ(capture.count("updat Characteristics fail", 0), failures);
     EXPECT_EQ(environment->staticCalls, int(9 + failures));
-    platform::host::resetPlatform();
 }
 
 // Eight threads on four sessions. Each round a thread makes a whole request
@@ -130,8 +81,7 @@ TEST(VendorTagFirstUseStress, EightThreadsShareOneTableOneInstallationAndOneBuil
 // remain.
 TEST(MetadataPoolStress, EightThreadsOnFourSessionsLoseAndDuplicateNothing)
 {
-    LevelGuard level(3);            // dumps render every line
-    tamo::host::LogCapture capture; // quiet
+    Logged capture(3); // quiet; dumps render every line
     MetadataPool pool;
     for (unsigned int s = 1; s <= kSessions; s++)
         ASSERT_TRUE(pool.addSessionEntry(s) == 0 && pool.addRequestEntry(s, 1, nullptr) == 0);
@@ -169,17 +119,13 @@ TEST(MetadataPoolStress, EightThreadsOnFourSessionsLoseAndDuplicateNothing)
             merged.push_back(e.data.i32[0]);
         }
     }
-    EXPECT_GT(merged.size() / kSessions, 400u); // the shared results did grow
-    capture.clear();
-    for (unsigned int t = 0; t < unsigned(kThreads); t++) {
+    for (unsigned int t = 0; t < unsigned(kThreads); t++)
         for (unsigned int r = 0; r < kPoolRounds; r++) {
             wanted.push_back(int32_t((t + 1) * 100000 + r));
             EXPECT_EQ(pool.getMetadata((t + r) % kSessions + 1, (t + 1) * 100000 + r, RESULT), nullptr);
         }
-    }
     std::sort(merged.begin(), merged.end());
-    EXPECT_EQ(merged, wanted);
-    EXPECT_EQ(capture.count("Cannot find request %u", 0), kThreads * kPoolRounds);
+    EXPECT_EQ(merged, wanted); // a thousand a session: each outgrew its 400 entries
 }
 
 } // namespace

@@ -1,16 +1,12 @@
-#include <TamoLogCapture.h>
-#include <TamoLogControl.h>
-
 #include <gtest/gtest.h>
 
-#include <string>
+#include "LogLines.h"
 
 // Output is filtered by level; a capture records every call, parses the
 // location prefix back out, keeps long lines whole, and can keep quiet.
 TEST(LogControl, FiltersOutputByLevelButCapturesEveryCall)
 {
-    const uint32_t saved = tamo::g_logLv;
-    tamo::g_logLv = 1;
+    testsupport::LevelGuard level(1);
     for (bool quiet : {false, true}) {
         testing::internal::CaptureStderr();
         tamo::host::LogCapture capture(quiet);
@@ -25,5 +21,4 @@ TEST(LogControl, FiltersOutputByLevelButCapturesEveryCall)
                       r[2].message, "x.cpp:42 operator()|got %u of %s|got 3 of y");
         EXPECT_EQ(r[3].text, std::string(3000, 'z'));
     }
-    tamo::g_logLv = saved;
 }
