@@ -71,15 +71,15 @@ public:
     }
 
     // A 16-bit length (at most 4096) and that many bytes, where a HIDL
-    // boundary would have checked it: false for a packet shorter than its
-    // header or than its header claims.
-    bool packet(std::vector<uint8_t>& out)
+    // boundary would have checked it: null for a packet shorter than its
+    // header or than its header claims; valid when it validates.
+    const camera_metadata_t* packet(std::vector<uint8_t>& out, bool& valid)
     {
         out = bytes(u16() % 4097);
-        uint32_t claimed = UINT32_MAX;
-        if (out.size() >= 48)
-            std::memcpy(&claimed, out.data(), sizeof(claimed));
-        return claimed <= out.size();
+        auto* packet = reinterpret_cast<const camera_metadata_t*>(out.data());
+        size_t size = out.size();
+        valid = validate_camera_metadata_structure(packet, &size) == 0;
+        return size >= 48 && *reinterpret_cast<const uint32_t*>(out.data()) <= size ? packet : nullptr;
     }
 
 private:

@@ -37,9 +37,8 @@ const char* sectionOf(uint32_t tag)
 }
 const char* nameOf(uint32_t tag)
 {
-    static const char* const names[16] = {"t0", "t1", "t2", "t3", "t4",  "t5",  "t6",  "t7",
-                                          "t8", "t9", "ta", "tb", "tc", "td", "te", "tf"};
-    return sectionOf(tag) != nullptr && (tag & 0xFFFF) < 16 ? names[tag & 0xFFFF] : nullptr;
+    static const char names[] = "t0\0t1\0t2\0t3\0t4\0t5\0t6\0t7\0t8\0t9\0ta\0tb\0tc\0td\0te\0tf";
+    return sectionOf(tag) != nullptr && (tag & 0xFFFF) < 16 ? names + 3 * (tag & 0xFFFF) : nullptr;
 }
 int typeOf(uint32_t tag, uint64_t id)
 {
@@ -65,13 +64,8 @@ std::string payload(const uint8_t* bytes, size_t n)
     return std::string(reinterpret_cast<const char*>(bytes), n);
 }
 
-bool sortedFlag(const camera_metadata_t* m)
-{
-    return reinterpret_cast<const uint8_t*>(m)[8] & 1;
-}
-
 // What a packet holds: every entry as (tag, type, count, payload) in order,
-// its sorted flag, and the data bytes its entries do not account for (a
+// its sorted flag (bit 0 of the flags word), and the data bytes its entries do not account for (a
 // packet from elsewhere may have spare ones, or shared ones counted twice),
 // which no edit changes.
 struct Model {
@@ -92,7 +86,7 @@ bool byTag(const Model::Entry& a, const Model::Entry& b)
 
 Model modelOf(const camera_metadata_t* m)
 {
-    Model model{{}, sortedFlag(m), get_camera_metadata_data_count(m)};
+    Model model{{}, (reinterpret_cast<const uint8_t*>(m)[8] & 1) != 0, get_camera_metadata_data_count(m)};
     camera_metadata_ro_entry_t e;
     for (size_t i = 0; get_camera_metadata_ro_entry(m, i, &e) == 0; i++) {
         model.entries.emplace_back(e.tag, e.type, e.count, payload(e.data.u8, payloadBytes(e)));

@@ -39,32 +39,13 @@ size_t entries(const std::shared_ptr<Metadata>& m)
     return m != nullptr ? get_camera_metadata_entry_count(m->getFwkMetadata()) : 0;
 }
 
-// A packet from the input, which may or may not be valid.
-const camera_metadata_t* validated(std::vector<uint8_t>& bytes, bool& valid)
-{
-    size_t size = bytes.size();
-    auto* packet = reinterpret_cast<const camera_metadata_t*>(bytes.data());
-    valid = validate_camera_metadata_structure(packet, &size) == 0;
-    return packet;
-}
-
 // Appends that double an object into itself would reach gigabytes within
-// an input; past this the fuzzer stops appending.
+// an input; past this the fuzzer stops appending. How much an append grows
+// an object is the unit test's business; here it must only stay valid.
 bool tooBig(const camera_metadata_t* dst, const camera_metadata_t* src)
 {
     return get_camera_metadata_entry_count(dst) + get_camera_metadata_entry_count(src) > 128 ||
            get_camera_metadata_data_count(dst) + get_camera_metadata_data_count(src) > 8192;
-}
-
-// Entry count after appending src into dst, as the growth rule has it: a
-// buffer without data bytes that must grow loses its entries.
-size_t countAfterAppend(camera_metadata_t* dst, const camera_metadata_t* src)
-{
-    const size_t e = get_camera_metadata_entry_count(dst), es = get_camera_metadata_entry_count(src);
-    const bool fits = get_camera_metadata_entry_capacity(dst) >= e + es &&
-                      get_camera_metadata_data_capacity(dst) >= get_camera_metadata_data_count(dst) +
-                                                                    get_camera_metadata_data_count(src);
-    return dst != nullptr && (fits || (e != 0 && get_camera_metadata_data_count(dst) != 0)) ? e + es : es;
 }
 
 void run(Reader& in)
@@ -79,31 +60,25 @@ void run(Reader& in)
         bool valid = false;
         switch (op) {
         case LOAD: {
-            if (!in.packet(bytes))
+            const camera_metadata_t* src = in.packet(bytes, valid);
+            if (src == nullptr)
                 break;
-            const camera_metadata_t* src = validated(bytes, valid);
             m = Metadata::create();
             FUZZ_CHECK(m->init(src) == valid && entries(m) == (valid ? get_camera_metadata_entry_count(src) : 0));
             break;
         }
         case APPEND_RAW: {
-            if (!in.packet(bytes) || m == nullptr)
-                break;
-            const camera_metadata_t* src = validated(bytes, valid);
-            if (valid && !tooBig(raw, src)) {
-                const size_t expected = countAfterAppend(raw, src);
-                FUZZ_CHECK(!m->appendMetadata(src) || entries(m) == expected);
-            }
+            const camera_metadata_t* src = in.packet(bytes, valid);
+            if (valid && m != nullptr && !tooBig(raw, src))
+                m->appendMetadata(src);
             break;
         }
         case APPEND: {
             auto& other = slots[in.u8() % kSlots];
             const bool asRaw = in.u8() & 1;
             const camera_metadata_t* src = other != nullptr ? other->getFwkMetadata() : nullptr;
-            if (m == nullptr || tooBig(raw, src))
-                break;
-            const size_t expected = countAfterAppend(raw, src);
-            FUZZ_CHECK(!(asRaw ? m->appendMetadata(src) : m->appendMetadata(other)) || entries(m) == expected);
+            if (m != nullptr && !tooBig(raw, src))
+                asRaw ? m->appendMetadata(src) : m->appendMetadata(other);
             break;
         }
         case UPDATE: { // some entry of that tag then holds exactly these values
