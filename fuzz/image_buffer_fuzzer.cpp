@@ -78,7 +78,7 @@ void run(Reader& in)
     g_logLv = 0;
     struct {
         std::shared_ptr<ImageBuffer> buffer;
-        std::shared_ptr<ImageBuffer> wrapper; // over buffer's handle; dropped first
+        std::shared_ptr<ImageBuffer> wrapper; // over buffer's handle; declared last, so dropped first
     } slots[3];
     while (!in.empty()) {
         const uint8_t op = in.u8() % OP_COUNT;
@@ -137,8 +137,6 @@ void run(Reader& in)
             break;
         }
     }
-    for (auto& slot : slots)
-        slot.wrapper = nullptr;
 }
 
 void setup()

@@ -42,14 +42,8 @@ void expectColour(const Png& png, uint32_t x, uint32_t y, std::vector<int> rgb)
 // Runs the tool in a directory of its own; file names are relative to it.
 class TamoTool : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        dir = fs::temp_directory_path() / ("tamo_tool_test_" + std::to_string(getpid()) + "_" +
-                                           ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(dir);
-        fs::create_directories(dir);
-    }
-    void TearDown() override { fs::remove_all(dir); }
+    TamoTool() { fs::create_directories(dir); }
+    ~TamoTool() override { fs::remove_all(dir); }
 
     Outcome tamo(const std::string& args)
     {
@@ -84,7 +78,8 @@ protected:
         return png;
     }
 
-    fs::path dir;
+    const fs::path dir = fs::temp_directory_path() / ("tamo_tool_test_" + std::to_string(getpid()) + "_" +
+                                                      ::testing::UnitTest::GetInstance()->current_test_info()->name());
 };
 
 // One run covers a long session, which must hand every buffer back, and the
