@@ -1,5 +1,5 @@
 // Shared by the fuzz targets: their entry points, reading an input front to
-// back, exact-size heap copies for AddressSanitizer, and invariant checks.
+// back, invariant checks, and the camera metadata packets in inputs.
 #pragma once
 
 #include <cstdint>
@@ -8,6 +8,8 @@
 #include <cstring>
 #include <memory>
 #include <vector>
+
+#include <system/camera_metadata.h>
 
 #define FUZZ_CHECK(cond)                                                                        \
     do {                                                                                        \
@@ -35,7 +37,9 @@
 namespace tamo::fuzz {
 
 // Reads an input in order; past the end every value is 0 and every byte run
-// empty, so any input is a complete program of operations.
+// empty, so any input is a complete program of operations. Byte runs are
+// heap blocks of exactly their size: a read one past the end is an
+// AddressSanitizer report.
 class Reader {
 public:
     Reader(const uint8_t* data, size_t size) : data(data), size(size) {}
@@ -57,28 +61,78 @@ public:
         return out;
     }
 
+    // Values for count elements of any type, and a byte more, so that even
+    // none have an address.
+    std::vector<uint8_t> values(size_t count)
+    {
+        std::vector<uint8_t> v = bytes(count * 8);
+        v.resize(count * 8 + 1);
+        return v;
+    }
+
+    // A 16-bit length (at most 4096) and that many bytes, where a HIDL
+    // boundary would have checked it: null for a packet shorter than its
+    // header or than its header claims; valid when it validates.
+    const camera_metadata_t* packet(std::vector<uint8_t>& out, bool& valid)
+    {
+        out = bytes(u16() % 4097);
+        auto* packet = reinterpret_cast<const camera_metadata_t*>(out.data());
+        size_t size = out.size();
+        valid = validate_camera_metadata_structure(packet, &size) == 0;
+        return size >= 48 && *reinterpret_cast<const uint32_t*>(out.data()) <= size ? packet : nullptr;
+    }
+
 private:
     const uint8_t* data;
     size_t size;
     size_t pos = 0;
 };
 
-// A heap block of exactly these bytes (malloc'd, so 16-byte aligned): a
-// read one past the end is an AddressSanitizer report. Zeros without bytes.
-struct ExactCopy {
-    explicit ExactCopy(size_t n, const uint8_t* bytes = nullptr)
-        : block(static_cast<uint8_t*>(std::calloc(n == 0 ? 1 : n, 1)), std::free), size(n)
-    {
-        if (n != 0 && bytes != nullptr)
-            std::memcpy(block.get(), bytes, n);
+using Packet = std::unique_ptr<camera_metadata_t, void (*)(camera_metadata_t*)>;
+
+inline Packet owned(camera_metadata_t* m)
+{
+    return Packet(m, free_camera_metadata);
+}
+
+// Tags of every kind: standard ones of each type, vendor tags of the first
+// nine vendor sections, platform vendor tags, tags the packet holds, and
+// any number at all.
+inline uint32_t pickTag(Reader& in, const camera_metadata_t* m)
+{
+    static const uint32_t standard[] = {
+        ANDROID_COLOR_CORRECTION_MODE, ANDROID_COLOR_CORRECTION_TRANSFORM, ANDROID_COLOR_CORRECTION_GAINS,
+        ANDROID_CONTROL_AE_REGIONS, ANDROID_CONTROL_AE_TARGET_FPS_RANGE, ANDROID_FLASH_FIRING_TIME,
+        ANDROID_JPEG_GPS_COORDINATES, ANDROID_SCALER_CROP_REGION, ANDROID_SENSOR_INFO_ACTIVE_ARRAY_SIZE,
+        ANDROID_SCALER_AVAILABLE_MAX_DIGITAL_ZOOM};
+    switch (in.u8() % 5) {
+    case 0:
+        return standard[in.u8() % (sizeof(standard) / sizeof(standard[0]))];
+    case 1:
+        return 0x80000000u + ((in.u8() % 9u) << 16) + in.u8() % 0x52;
+    case 2:
+        return 0x81000000u + in.u16();
+    case 3: {
+        const size_t n = get_camera_metadata_entry_count(m);
+        camera_metadata_ro_entry_t e;
+        return n != 0 && get_camera_metadata_ro_entry(m, in.u16() % n, &e) == 0 ? e.tag : 0;
     }
-    explicit ExactCopy(const std::vector<uint8_t>& bytes) : ExactCopy(bytes.size(), bytes.data()) {}
+    default:
+        return in.u32();
+    }
+}
 
-    uint8_t* get() const { return block.get(); }
+inline size_t payloadBytes(const camera_metadata_ro_entry_t& e)
+{
+    return e.type < NUM_TYPES ? e.count * camera_metadata_type_size[e.type] : 0;
+}
 
-    std::unique_ptr<uint8_t, void (*)(void*)> block;
-    size_t size;
-};
+// Valid at exactly its own size, when there is a packet.
+inline void checkValid(const camera_metadata_t* m)
+{
+    size_t size = get_camera_metadata_size(m);
+    FUZZ_CHECK(m == nullptr || validate_camera_metadata_structure(m, &size) == 0);
+}
 
 // The library logs to standard error, and the dump paths log a line per
 // value. libFuzzer's -close_fd_mask=2 sends fd 2 to /dev/null while it keeps

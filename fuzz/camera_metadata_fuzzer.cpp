@@ -1,23 +1,24 @@
 // The camera metadata library on untrusted packets. Whatever
 // validate_camera_metadata_structure() accepts, every read-only operation
-// stays inside the packet. A copy with room to spare is then edited (add,
-// update, delete, append, sort), copied, dumped and its tags named through
-// vendor tag callbacks; it must stay valid and hold exactly the entries
-// each step predicts.
+// stays inside the packet and every value's label reads back as that value.
+// A copy with room to spare is then edited (add, update, delete, append,
+// sort), copied, dumped and its tags named through vendor tag callbacks; it
+// must stay valid, and each edit must succeed exactly when it fits and leave
+// exactly the entries, sorted flag and data bytes the model predicts.
 //
 // Input: a control byte (bits 0-2: misalignment of the packet), the packet
 // (as many bytes as its header's size says, or all that is left), then
 // operations on the copy, an opcode byte and its arguments each.
 #include <errno.h>
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <algorithm>
+#include <string>
 #include <tuple>
 
 #include <camera_metadata_hidden.h>
 
-#include "PacketSupport.h"
+#include "FuzzSupport.h"
 
 using namespace tamo::fuzz;
 
@@ -36,9 +37,8 @@ const char* sectionOf(uint32_t tag)
 }
 const char* nameOf(uint32_t tag)
 {
-    static const char* const names[16] = {"t0", "t1", "t2", "t3", "t4",  "t5",  "t6",  "t7",
-                                          "t8", "t9", "ta", "tb", "tc", "td", "te", "tf"};
-    return sectionOf(tag) != nullptr && (tag & 0xFFFF) < 16 ? names[tag & 0xFFFF] : nullptr;
+    static const char names[] = "t0\0t1\0t2\0t3\0t4\0t5\0t6\0t7\0t8\0t9\0ta\0tb\0tc\0td\0te\0tf";
+    return sectionOf(tag) != nullptr && (tag & 0xFFFF) < 16 ? names + 3 * (tag & 0xFFFF) : nullptr;
 }
 int typeOf(uint32_t tag, uint64_t id)
 {
@@ -59,37 +59,47 @@ vendor_tag_cache_ops_t cacheOps = {
     [](uint32_t tag, metadata_vendor_id_t) { return sectionOf(tag); },
     [](uint32_t tag, metadata_vendor_id_t) { return nameOf(tag); }, typeOf, {}};
 
-// Every entry as (tag, type, count, hash of the payload), in order.
-using Entries = std::vector<std::tuple<uint32_t, uint8_t, size_t, uint64_t>>;
-
-uint64_t hash(const uint8_t* bytes, size_t n)
+std::string payload(const uint8_t* bytes, size_t n)
 {
-    uint64_t h = 14695981039346656037ull;
-    for (size_t i = 0; i < n; i++)
-        h = (h ^ bytes[i]) * 1099511628211ull;
-    return h;
+    return std::string(reinterpret_cast<const char*>(bytes), n);
 }
 
-Entries entriesOf(const camera_metadata_t* m)
-{
-    Entries out;
-    out.reserve(get_camera_metadata_entry_count(m));
-    camera_metadata_ro_entry_t e;
-    for (size_t i = 0; get_camera_metadata_ro_entry(m, i, &e) == 0; i++)
-        out.emplace_back(e.tag, e.type, e.count, hash(e.data.u8, payloadBytes(e)));
-    return out;
-}
+// What a packet holds: every entry as (tag, type, count, payload) in order,
+// its sorted flag (bit 0 of the flags word), and the data bytes its entries do not account for (a
+// packet from elsewhere may have spare ones, or shared ones counted twice),
+// which no edit changes.
+struct Model {
+    using Entry = std::tuple<uint32_t, uint8_t, size_t, std::string>;
+    std::vector<Entry> entries;
+    bool sorted;
+    size_t slack;
+    bool operator==(const Model& o) const
+    {
+        return std::tie(entries, sorted, slack) == std::tie(o.entries, o.sorted, o.slack);
+    }
+};
 
-bool byTag(const Entries::value_type& a, const Entries::value_type& b)
+bool byTag(const Model::Entry& a, const Model::Entry& b)
 {
     return std::get<0>(a) < std::get<0>(b);
 }
 
-void checkCopy(const camera_metadata_t* copy, const Entries& entries)
+Model modelOf(const camera_metadata_t* m)
 {
-    FUZZ_CHECK(copy != nullptr);
-    checkValid(copy);
-    FUZZ_CHECK(entriesOf(copy) == entries);
+    Model model{{}, (reinterpret_cast<const uint8_t*>(m)[8] & 1) != 0, get_camera_metadata_data_count(m)};
+    camera_metadata_ro_entry_t e;
+    for (size_t i = 0; get_camera_metadata_ro_entry(m, i, &e) == 0; i++) {
+        model.entries.emplace_back(e.tag, e.type, e.count, payload(e.data.u8, payloadBytes(e)));
+        model.slack -= calculate_camera_metadata_entry_data_size(e.type, e.count);
+    }
+    return model;
+}
+
+void check(const camera_metadata_t* m, const Model& model)
+{
+    FUZZ_CHECK(m != nullptr);
+    checkValid(m);
+    FUZZ_CHECK(modelOf(m) == model);
 }
 
 // Whether another entry's payload shares data-area bytes with this one's,
@@ -105,13 +115,6 @@ bool shared(const camera_metadata_t* m, size_t index)
             return true;
     }
     return false;
-}
-
-uint32_t header(const camera_metadata_t* m, size_t offset)
-{
-    uint32_t word;
-    std::memcpy(&word, reinterpret_cast<const uint8_t*>(m) + offset, sizeof(word));
-    return word;
 }
 
 // Names and type of a tag through the library: a vendor tag's as the
@@ -133,6 +136,17 @@ void checkNames(uint32_t tag, const camera_metadata_t* m)
         FUZZ_CHECK(section == (opsOn ? sectionOf(tag) : nullptr) && name == (opsOn ? nameOf(tag) : nullptr) &&
                    type == (opsOn ? typeOf(tag, 0) : -1));
     sink = static_cast<uint8_t>((section ? std::strlen(section) : 0) + (name ? std::strlen(name) : 0));
+}
+
+// A value's label reads back as that value; without one, the text says why.
+void checkLabel(uint32_t tag, uint32_t value)
+{
+    char text[CAMERA_METADATA_ENUM_STRING_MAX_SIZE];
+    uint32_t back = ~value;
+    if (camera_metadata_enum_snprint(tag, value, text, sizeof(text)) != 0)
+        FUZZ_CHECK(std::strncmp(text, "error: ", 7) == 0);
+    else
+        FUZZ_CHECK(camera_metadata_enum_value(tag, text, std::strlen(text) + 1, &back) == 0 && back == value);
 }
 
 // Reads every payload byte, and checks that they lie in [base, base + size).
@@ -161,19 +175,13 @@ void readOnly(const camera_metadata_t* m, size_t size)
             sum ^= touch(found, m, size);
         }
         checkNames(e.tag, m);
+        if (e.count != 0 && (e.type == TYPE_BYTE || e.type == TYPE_INT32))
+            checkLabel(e.tag, e.type == TYPE_BYTE ? e.data.u8[0] : uint32_t(e.data.i32[0]));
     }
     sink = sum;
 }
 
 enum Op : uint8_t { ADD, UPDATE, DELETE, APPEND, COPY, SORT, DUMP, FIND, VENDOR, SIZES, OP_COUNT };
-
-// Values for an entry of count elements, read from the input.
-std::vector<uint8_t> values(Reader& in, size_t count)
-{
-    std::vector<uint8_t> v = in.bytes(count * 8);
-    v.resize(count * 8 + 1);
-    return v;
-}
 
 void edit(Reader& in, const camera_metadata_t* m)
 {
@@ -181,10 +189,11 @@ void edit(Reader& in, const camera_metadata_t* m)
                                               get_camera_metadata_data_count(m) + in.u16() % 512));
     FUZZ_CHECK(w != nullptr && append_camera_metadata(w.get(), m) == 0);
     camera_metadata_t* p = w.get();
-    Entries entries = entriesOf(p);
+    Model model = modelOf(m);
+    check(p, model);
     int dumped = 0;
     for (int step = 0; step < 64 && !in.empty(); step++) {
-        const size_t n = entries.size();
+        const size_t n = model.entries.size();
         const size_t room = get_camera_metadata_data_capacity(p) - get_camera_metadata_data_count(p);
         camera_metadata_ro_entry_t e{};
         const uint8_t op = in.u8() % OP_COUNT;
@@ -192,19 +201,22 @@ void edit(Reader& in, const camera_metadata_t* m)
         case ADD: {
             const uint32_t tag = pickTag(in, p);
             const size_t count = in.u8() % 40;
-            const std::vector<uint8_t> v = values(in, count);
+            const std::vector<uint8_t> v = in.values(count);
             const int type = get_local_camera_metadata_tag_type(tag, p);
             const bool fits = type >= 0 && type < NUM_TYPES && n < get_camera_metadata_entry_capacity(p) &&
                               calculate_camera_metadata_entry_data_size(type, count) <= room;
             FUZZ_CHECK((add_camera_metadata_entry(p, tag, v.data(), count) == 0) == fits);
-            if (fits)
-                entries.emplace_back(tag, type, count, hash(v.data(), count * camera_metadata_type_size[type]));
+            if (fits) {
+                const size_t bytes = count * camera_metadata_type_size[type];
+                model.entries.emplace_back(tag, type, count, payload(v.data(), bytes));
+                model.sorted = false;
+            }
             break;
         }
         case UPDATE: {
             const size_t index = in.u8() % (n + 1);
             size_t count = in.u8() % 40;
-            const std::vector<uint8_t> v = values(in, count);
+            const std::vector<uint8_t> v = in.values(count);
             const uint8_t* from = v.data();
             const bool own = in.u8() & 1; // values from the packet itself, which the update moves
             if (get_camera_metadata_ro_entry(p, index, &e) != 0) {
@@ -219,25 +231,30 @@ void edit(Reader& in, const camera_metadata_t* m)
                 const uint8_t* end = reinterpret_cast<uint8_t*>(p) + get_camera_metadata_size(p);
                 count = std::min<size_t>(count, (end - from) / size);
             }
-            const std::vector<uint8_t> wanted(from, from + count * size);
+            const std::string wanted = payload(from, count * size);
+            const size_t before = calculate_camera_metadata_entry_data_size(e.type, e.count);
+            const size_t after = calculate_camera_metadata_entry_data_size(e.type, count);
             const bool aliased = shared(p, index);
+            const bool fits = after <= before + room && (!aliased || after == before);
             camera_metadata_entry_t updated;
-            if (update_camera_metadata_entry(p, index, count ? from : nullptr, count, &updated) != 0)
+            const int res = update_camera_metadata_entry(p, index, count ? from : nullptr, count, &updated);
+            FUZZ_CHECK((res == 0) == fits);
+            if (!fits)
                 break;
             FUZZ_CHECK(updated.index == index && updated.count == count &&
-                       std::equal(wanted.begin(), wanted.end(), updated.data.u8));
-            std::get<2>(entries[index]) = count;
-            std::get<3>(entries[index]) = hash(wanted.data(), wanted.size());
-            if (aliased)
-                entries = entriesOf(p);
+                       payload(updated.data.u8, wanted.size()) == wanted);
+            std::get<2>(model.entries[index]) = count;
+            std::get<3>(model.entries[index]) = wanted;
+            if (aliased) // the entries sharing its bytes changed too
+                model.entries = modelOf(p).entries;
             break;
         }
         case DELETE: {
             const size_t index = in.u8() % (n + 1);
-            const bool deleted = delete_camera_metadata_entry(p, index) == 0;
-            FUZZ_CHECK(index < n || !deleted);
-            if (deleted)
-                entries.erase(entries.begin() + index);
+            const bool deletable = index < n && !shared(p, index);
+            FUZZ_CHECK((delete_camera_metadata_entry(p, index) == 0) == deletable);
+            if (deletable)
+                model.entries.erase(model.entries.begin() + index);
             break;
         }
         case APPEND: { // into a fresh packet of any room, or the original into this one
@@ -251,30 +268,42 @@ void edit(Reader& in, const camera_metadata_t* m)
             const bool fits = get_camera_metadata_entry_count(src) <= entryRoom &&
                               get_camera_metadata_data_count(src) <= dataRoom &&
                               (id == srcId || std::max(id, srcId) == CAMERA_METADATA_INVALID_VENDOR_ID);
-            Entries expected = into ? entries : Entries{};
-            for (auto& entry : entriesOf(src))
-                expected.push_back(entry);
             FUZZ_CHECK((append_camera_metadata(dst, src) == 0) == fits);
-            if (fits && !into)
-                checkCopy(dst, expected);
-            else if (fits)
-                entries = expected;
+            if (!fits)
+                break;
+            FUZZ_CHECK(get_camera_metadata_vendor_id(dst) == (id == CAMERA_METADATA_INVALID_VENDOR_ID ? srcId : id));
+            if (!into) {
+                check(dst, model);
+                break;
+            }
+            const Model added = modelOf(m); // an empty target takes the source's flag
+            model.sorted = n == 0 ? added.sorted : model.sorted && added.entries.empty();
+            model.entries.insert(model.entries.end(), added.entries.begin(), added.entries.end());
+            model.slack += added.slack;
             break;
         }
         case COPY: {
-            checkCopy(owned(clone_camera_metadata(p)).get(), entries);
             const size_t compact = get_camera_metadata_compact_size(p), size = get_camera_metadata_size(p);
-            ExactCopy block(compact), small(compact - 8);
-            checkCopy(copy_camera_metadata(block.get(), compact, p), entries);
-            FUZZ_CHECK(copy_camera_metadata(small.get(), small.size, p) == nullptr);
-            checkCopy(owned(allocate_copy_camera_metadata_checked(p, size)).get(), entries);
+            const uint64_t id = get_camera_metadata_vendor_id(p);
+            Packet clone = owned(clone_camera_metadata(p));
+            Packet checked = owned(allocate_copy_camera_metadata_checked(p, size));
+            std::vector<uint8_t> block(compact), small(compact - 8);
+            camera_metadata_t* copied = copy_camera_metadata(block.data(), compact, p);
+            for (const camera_metadata_t* copy : {copied, clone.get(), checked.get()}) {
+                check(copy, model);
+                FUZZ_CHECK(get_camera_metadata_vendor_id(copy) == id);
+            }
+            FUZZ_CHECK(get_camera_metadata_size(clone.get()) == compact);
+            FUZZ_CHECK(copy_camera_metadata(small.data(), small.size(), p) == nullptr);
+            FUZZ_CHECK(allocate_copy_camera_metadata_checked(p, size - 8) == nullptr); // shorter than it says
             FUZZ_CHECK(allocate_copy_camera_metadata_checked(p, in.u8() % 48) == nullptr);
             break;
         }
         case SORT:
-            if (!(header(p, 8) & 1)) // a packet that claims to be sorted is left as it is
-                std::stable_sort(entries.begin(), entries.end(), byTag);
-            FUZZ_CHECK(sort_camera_metadata(p) == 0 && (header(p, 8) & 1));
+            if (!model.sorted) // a packet that claims to be sorted is left as it is
+                std::stable_sort(model.entries.begin(), model.entries.end(), byTag);
+            model.sorted = true;
+            FUZZ_CHECK(sort_camera_metadata(p) == 0);
             break;
         case DUMP: { // once, and small: every value is a dprintf, which is slow
             const int verbosity = in.u8() % 3, indentation = in.u8() % 16;
@@ -287,8 +316,14 @@ void edit(Reader& in, const camera_metadata_t* m)
             camera_metadata_entry_t found;
             const int res = find_camera_metadata_entry(p, tag, &found);
             FUZZ_CHECK(res == find_camera_metadata_ro_entry(p, tag, &e) && (res == 0 || res == -ENOENT));
+            // Found where the model has it; not found only when the model has none of it, unless the
+            // packet came claiming an order it is not in, and is searched as if it were.
             if (res == 0)
-                FUZZ_CHECK(found.tag == tag && e.index == found.index && std::get<0>(entries[found.index]) == tag);
+                FUZZ_CHECK(found.tag == tag && e.index == found.index &&
+                           std::get<0>(model.entries[found.index]) == tag);
+            else if (!model.sorted || std::is_sorted(model.entries.begin(), model.entries.end(), byTag))
+                FUZZ_CHECK(std::none_of(model.entries.begin(), model.entries.end(),
+                                        [tag](const auto& entry) { return std::get<0>(entry) == tag; }));
             checkNames(tag, p);
             break;
         }
@@ -301,36 +336,25 @@ void edit(Reader& in, const camera_metadata_t* m)
             checkNames(pickTag(in, p), p);
             break;
         }
-        case SIZES: { // size arithmetic, placing a packet anywhere, and null packets
+        case SIZES: { // size arithmetic, placing a packet anywhere, the tags that need a permission
             const uint32_t entryCount = in.u32(), dataCount = in.u32();
             const size_t size = calculate_camera_metadata_size(entryCount, dataCount);
             FUZZ_CHECK(size >= 48 + entryCount * 16ull + dataCount || size == SIZE_MAX);
             const uint8_t type = in.u8() % 8;
             const size_t bytes = calculate_camera_metadata_entry_data_size(type, dataCount);
             FUZZ_CHECK(type >= NUM_TYPES ? bytes == 0 : bytes % 8 == 0 && bytes < dataCount * 8ull + 8);
-            ExactCopy block(512);
+            std::vector<uint8_t> block(512);
             const size_t shift = in.u8() % 9;
-            camera_metadata_t* placed =
-                    place_camera_metadata(block.get() + shift, block.size - shift, entryCount % 32, dataCount % 512);
+            camera_metadata_t* placed = place_camera_metadata(block.data() + shift, block.size() - shift,
+                                                              entryCount % 32, dataCount % 512);
             FUZZ_CHECK(placed == nullptr || (shift % 8 == 0 && get_camera_metadata_entry_count(placed) == 0));
             checkValid(placed);
-            FUZZ_CHECK(get_camera_metadata_size(nullptr) == 1 && get_camera_metadata_compact_size(nullptr) == 1);
-            FUZZ_CHECK(append_camera_metadata(p, nullptr) && append_camera_metadata(nullptr, p) &&
-                       sort_camera_metadata(nullptr) && add_camera_metadata_entry(nullptr, 0, nullptr, 0));
-            FUZZ_CHECK(find_camera_metadata_entry(nullptr, 0, nullptr) &&
-                       find_camera_metadata_ro_entry(nullptr, 0, nullptr) && delete_camera_metadata_entry(nullptr, 0));
-            FUZZ_CHECK(update_camera_metadata_entry(nullptr, 0, nullptr, 0, nullptr) &&
-                       get_camera_metadata_entry(p, 0, nullptr) &&
-                       validate_camera_metadata_structure(nullptr, nullptr));
-            FUZZ_CHECK(!clone_camera_metadata(nullptr) && !copy_camera_metadata(nullptr, 0, p) &&
-                       get_camera_metadata_alignment() == 8);
-            dump_camera_metadata(nullptr, devNull, 0);
+            uint32_t listed = 0;
+            FUZZ_CHECK(get_camera_metadata_permission_needed(&listed) != nullptr && listed != 0);
             break;
         }
         }
-        checkValid(p);
-        if (op <= SORT) // the edits
-            FUZZ_CHECK(entriesOf(p) == entries);
+        check(p, model);
     }
 }
 
@@ -350,19 +374,20 @@ void run(Reader& in)
     if (in.remaining() >= 4)
         std::memcpy(&claimed, in.next(), 4);
     const std::vector<uint8_t> bytes = in.bytes(claimed >= 48 && claimed <= in.remaining() ? claimed : in.remaining());
+    if (bytes.size() < 48)
+        return;
 
     // The packet where a client put it: possibly misaligned, and nothing
     // readable after its last byte.
-    ExactCopy block(shift + bytes.size());
-    std::copy(bytes.begin(), bytes.end(), block.get() + shift);
-    auto* packet = reinterpret_cast<camera_metadata_t*>(block.get() + shift);
+    std::vector<uint8_t> block(shift + bytes.size());
+    std::copy(bytes.begin(), bytes.end(), block.begin() + shift);
+    auto* packet = reinterpret_cast<camera_metadata_t*>(block.data() + shift);
     size_t expected = bytes.size();
     const int res = validate_camera_metadata_structure(packet, &expected);
     if (res != 0 && res != CAMERA_METADATA_VALIDATION_SHIFTED)
         return;
     FUZZ_CHECK((res == CAMERA_METADATA_VALIDATION_SHIFTED) == (shift != 0));
-    ExactCopy aligned(bytes);
-    auto* m = reinterpret_cast<camera_metadata_t*>(aligned.get());
+    auto* m = reinterpret_cast<const camera_metadata_t*>(bytes.data());
     FUZZ_CHECK(validate_camera_metadata_structure(m, &expected) == 0);
     readOnly(m, bytes.size());
     edit(in, m);

@@ -3,12 +3,10 @@
 // sizes, also wrapping another buffer's handle under a different (lying)
 // description, or a slot without a handle.
 //
-// Input: a sequence of operations, each an opcode byte and its arguments.
+// Input: a sequence of operations, each an opcode byte, a slot byte, a
+// format and the operation's arguments.
 #include <unistd.h>
 
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <string>
 
 #include <TamoLogControl.h>
@@ -21,30 +19,15 @@ using tamo::fuzz::Reader;
 
 namespace {
 
-constexpr unsigned int kUnsupported = 0x4001;
-constexpr unsigned int kBlob = 0x21;
+constexpr unsigned int kUnsupported = 0x4001, kBlob = 0x21, kMaxSide = 80;
 constexpr uint32_t kFormats[] = {0x10,   0x11,   0x14,   0x20,   0x21,   0x22,   0x23,   0x25,
                                  0x26,   0x20203859, 0x20363159, 0x32315659, 0x4001, 0x4006,
                                  0x400B, 0x4011, 0x1, 0x0};
-constexpr unsigned int kMaxSide = 80;
-constexpr size_t kSlots = 3;
 
 enum Op : uint8_t { UTILS, BUILD, IMPORT, DROP, LEVEL, OP_COUNT };
 
-// Dumps go to a scratch file of the fuzzer's own, never to a shared path.
+// Dumps go to a scratch directory of the fuzzer's own, never to a shared path.
 std::string dumpDir, dumpPath;
-
-void removeDumps()
-{
-    std::remove(dumpPath.c_str());
-    rmdir(dumpDir.c_str());
-}
-
-uint32_t pickFormat(Reader& in)
-{
-    const uint8_t pick = in.u8();
-    return pick < 0xE0 ? kFormats[pick % (sizeof(kFormats) / sizeof(kFormats[0]))] : in.u32();
-}
 
 bool allocatable(uint32_t format)
 {
@@ -90,19 +73,18 @@ unsigned int writePlanes(ImageBuffer& buffer)
     return n;
 }
 
-struct Slot {
-    std::shared_ptr<ImageBuffer> buffer;
-    std::shared_ptr<ImageBuffer> wrapper; // over buffer's handle; dropped first
-};
-
 void run(Reader& in)
 {
     g_logLv = 0;
-    Slot slots[kSlots];
+    struct {
+        std::shared_ptr<ImageBuffer> buffer;
+        std::shared_ptr<ImageBuffer> wrapper; // over buffer's handle; declared last, so dropped first
+    } slots[3];
     while (!in.empty()) {
         const uint8_t op = in.u8() % OP_COUNT;
-        Slot& slot = slots[in.u8() % kSlots];
-        const uint32_t format = pickFormat(in);
+        auto& slot = slots[in.u8() % 3];
+        const uint8_t pick = in.u8();
+        const uint32_t format = pick < 0xE0 ? kFormats[pick % std::size(kFormats)] : in.u32();
         switch (op) {
         case UTILS:
             utils(format, in.u32(), in.u32());
@@ -116,8 +98,7 @@ void run(Reader& in)
             FUZZ_CHECK((slot.buffer != nullptr) == (width != 0 && height != 0 && allocatable(format)));
             if (slot.buffer == nullptr)
                 break;
-            const unsigned int planes = ImageBufferUtils::getNumberOfPlanes(format);
-            FUZZ_CHECK(writePlanes(*slot.buffer) == planes);
+            FUZZ_CHECK(writePlanes(*slot.buffer) == ImageBufferUtils::getNumberOfPlanes(format));
             FUZZ_CHECK(slot.buffer->saveToFile(dumpPath) && slot.buffer->loadFromFile(dumpPath));
             slot.buffer->dump();
             break;
@@ -156,21 +137,20 @@ void run(Reader& in)
             break;
         }
     }
-    for (Slot& slot : slots)
-        slot.wrapper = nullptr;
 }
 
 void setup()
 {
-    char dir[] = "/dev/shm/tamo-image-fuzz-XXXXXX";
-    char fallback[] = "/tmp/tamo-image-fuzz-XXXXXX";
-    const char* made = mkdtemp(dir);
-    if (made == nullptr)
-        made = mkdtemp(fallback);
+    char shm[] = "/dev/shm/tamo-image-fuzz-XXXXXX", tmp[] = "/tmp/tamo-image-fuzz-XXXXXX";
+    const char* made = mkdtemp(shm);
+    made = made != nullptr ? made : mkdtemp(tmp);
     FUZZ_CHECK(made != nullptr);
     dumpDir = made;
     dumpPath = dumpDir + "/dump.raw";
-    std::atexit(removeDumps);
+    std::atexit([] {
+        std::remove(dumpPath.c_str());
+        rmdir(dumpDir.c_str());
+    });
 }
 
 } // namespace
