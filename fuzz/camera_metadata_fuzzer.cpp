@@ -16,9 +16,9 @@
 #include <string>
 #include <tuple>
 
-#include <camera_metadata_hidden.h>
-
 #include "FuzzSupport.h"
+
+#include <camera_metadata_hidden.h>
 
 using namespace tamo::fuzz;
 

@@ -16,9 +16,10 @@ packages=(
   android-libcutils-dev android-libutils-dev
   libcli11-dev libfmt-dev nlohmann-json3-dev libpng-dev
 )
-# Fuzzers and the sanitizer runs in CI need clang and its runtimes.
+# Fuzzers and the sanitizer runs in CI need clang and its runtimes; the
+# device header and link check needs lld and the arm64 C library headers too.
 if [[ "$option" == "--ci" ]]; then
-  packages+=(clang libclang-rt-14-dev llvm)
+  packages+=(clang libclang-rt-14-dev llvm lld libc6-dev-arm64-cross)
 fi
 if [[ "$option" == "--list" ]]; then
   printf '%s\n' "${packages[@]}"

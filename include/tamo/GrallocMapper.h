@@ -2,6 +2,12 @@
  * The process's access to the graphics mapper HAL, bound once to the newest
  * in-process mapper the device offers (4.0, then 3.0, then 2.0), for
  * importing buffer handles that come from elsewhere and freeing them again.
+ *
+ * Threads: getInstance() may be called from any thread; the first call
+ * makes the mapper once. importBuffer() and freeBuffer() may then run on
+ * several threads at once: the object does not change after it is made and
+ * the mapper HAL is thread-safe. Freeing a handle must not overlap its own
+ * import or another use of it; that is the caller's to order.
  */
 #pragma once
 

@@ -1,6 +1,15 @@
 /*
  * Camera metadata objects: one platform camera_metadata buffer per object,
  * grown on demand when other metadata is appended into it.
+ *
+ * Threads: a Metadata object takes no lock. Calls that only read it
+ * (getMetadataByTag, getMetadataSize, dump, dumpByTag, and clone of it) may
+ * run on several threads at once, as long as no thread changes it; init,
+ * updateMetaDataByTag and appendMetadata need the caller's serialisation
+ * against every other call on the same object, and may move its buffer, so
+ * pointers from getFwkMetadata() or getMetadataByTag() are good only until
+ * the next change. create() and the MetadataUtils functions may run on any
+ * thread at any time.
  */
 #pragma once
 

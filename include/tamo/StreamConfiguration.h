@@ -1,6 +1,13 @@
 /*
  * Stream configurations: the streams, operation mode, scenario and settings
  * a camera is configured with, and the log of the HAL's answer.
+ *
+ * Threads: a StreamConfigBuilder and its copies share state and take no
+ * lock, so one thread at a time uses them, build() included. A built
+ * StreamConfigurationInfo is not changed afterwards: its calls may run on
+ * several threads at once, but the settings Metadata it hands out follow
+ * Metadata's own rules. StreamUtils may run on any thread, each call on a
+ * configuration that nobody changes meanwhile.
  */
 #pragma once
 

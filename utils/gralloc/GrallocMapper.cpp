@@ -22,11 +22,18 @@ sp<IMapper> passthroughService()
     return nullptr;
 }
 
-template <typename IMapper, typename Error>
+// Error code logged for a free whose transaction failed: the mapper never
+// answered, so there is no mapper error to show.
+constexpr int32_t kTransactionFailed = -1;
+
+template <typename IMapper>
 int32_t freeWith(const sp<IMapper>& mapper, native_handle const* handle)
 {
-    Error error = mapper->freeBuffer(const_cast<native_handle*>(handle));
-    return static_cast<int32_t>(error);
+    auto result = mapper->freeBuffer(const_cast<native_handle*>(handle));
+    // Reading the value of a failed transaction aborts.
+    if (!result.isOk())
+        return kTransactionFailed;
+    return static_cast<int32_t>(result.withDefault({}));
 }
 
 } // namespace
@@ -70,13 +77,15 @@ bool GrallocMapper::importBufferInternal(sp<IMapper> mapper, hidl_handle const& 
                                          native_handle const*& outHandle)
 {
     Error error = Error::NONE;
-    // The transport status is not looked at: a callback that never runs
-    // leaves NONE behind and outHandle as it was.
-    mapper->importBuffer(rawHandle, [&](Error err, void* buffer) {
+    auto result = mapper->importBuffer(rawHandle, [&](Error err, void* buffer) {
         error = err;
         if (err == Error::NONE)
             outHandle = static_cast<native_handle const*>(buffer);
     });
+    // A failed transaction is deliberately not a failure: the callback never
+    // ran, so NONE stays and outHandle is as it was. Asking keeps a failed
+    // Return from aborting when it goes away.
+    (void)result.isOk();
     return error == Error::NONE;
 }
 
@@ -95,11 +104,11 @@ void GrallocMapper::freeBuffer(native_handle const* handle)
 {
     int32_t error;
     if (mapper4 != nullptr)
-        error = freeWith<V4_0::IMapper, V4_0::Error>(mapper4, handle);
+        error = freeWith<V4_0::IMapper>(mapper4, handle);
     else if (mapper3 != nullptr)
-        error = freeWith<V3_0::IMapper, V3_0::Error>(mapper3, handle);
+        error = freeWith<V3_0::IMapper>(mapper3, handle);
     else if (mapper2 != nullptr)
-        error = freeWith<V2_0::IMapper, V2_0::Error>(mapper2, handle);
+        error = freeWith<V2_0::IMapper>(mapper2, handle);
     else
         return;
     if (error != 0)

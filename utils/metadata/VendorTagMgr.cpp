@@ -12,8 +12,8 @@
 
 #include <memory>
 
-#include <camera_metadata_hidden.h>
 #include <system/camera_metadata.h>
+#include <system/camera_vendor_tags.h>
 #include <tamo/Metadata.h>
 #include <tamo_platform/IPlatformEnviron.h>
 #include <tamo_platform/IPlatformTagDescriptor.h>
@@ -391,7 +391,11 @@ std::shared_ptr<Metadata> StaticMetadataUtils::getCameraCharacteristics(unsigned
         auto environment = platform::IPlatformEnviron::getInstance();
         const camera_metadata* platformMeta =
             environment != nullptr ? environment->getStaticMetadata(cameraId) : nullptr;
-        auto platformEntries = static_cast<unsigned int>(get_camera_metadata_entry_count(platformMeta));
+        // The count does not check for NULL on a device; the append below
+        // refuses a missing buffer with its log line.
+        auto platformEntries = platformMeta != nullptr
+                                       ? static_cast<unsigned int>(get_camera_metadata_entry_count(platformMeta))
+                                       : 0u;
 
         std::shared_ptr<Metadata> characteristics = Metadata::create();
         if (characteristics == nullptr) {

@@ -223,24 +223,37 @@ size_t get_camera_metadata_compact_size(const camera_metadata_t *metadata) {
     return calculate_camera_metadata_size(metadata->entry_count, metadata->data_count);
 }
 
+/*
+ * The device reads these fields without a NULL check and faults; the host
+ * stops just as hard, but says where.
+ */
+static const camera_metadata_t *valid_packet(const camera_metadata_t *metadata,
+                                             const char *function) {
+    if (metadata == NULL) {
+        fprintf(stderr, "camera_metadata: %s: NULL packet\n", function);
+        abort();
+    }
+    return metadata;
+}
+
 CAMERA_METADATA_EXPORT
 size_t get_camera_metadata_entry_count(const camera_metadata_t *metadata) {
-    return metadata == NULL ? 0 : metadata->entry_count;
+    return valid_packet(metadata, __func__)->entry_count;
 }
 
 CAMERA_METADATA_EXPORT
 size_t get_camera_metadata_entry_capacity(const camera_metadata_t *metadata) {
-    return metadata == NULL ? 0 : metadata->entry_capacity;
+    return valid_packet(metadata, __func__)->entry_capacity;
 }
 
 CAMERA_METADATA_EXPORT
 size_t get_camera_metadata_data_count(const camera_metadata_t *metadata) {
-    return metadata == NULL ? 0 : metadata->data_count;
+    return valid_packet(metadata, __func__)->data_count;
 }
 
 CAMERA_METADATA_EXPORT
 size_t get_camera_metadata_data_capacity(const camera_metadata_t *metadata) {
-    return metadata == NULL ? 0 : metadata->data_capacity;
+    return valid_packet(metadata, __func__)->data_capacity;
 }
 
 CAMERA_METADATA_EXPORT
@@ -250,8 +263,9 @@ size_t get_camera_metadata_alignment(void) {
 
 CAMERA_METADATA_EXPORT
 camera_metadata_t *copy_camera_metadata(void *dst, size_t dst_size, const camera_metadata_t *src) {
-    if (dst == NULL || src == NULL) return NULL;
+    if (dst == NULL) return NULL;
     if (get_camera_metadata_compact_size(src) > dst_size) return NULL;
+    valid_packet(src, __func__);
     camera_metadata_t *m = place_camera_metadata(dst, dst_size, src->entry_count, src->data_count);
     if (m == NULL) return NULL;
     m->flags = src->flags;

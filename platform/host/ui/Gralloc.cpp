@@ -436,4 +436,15 @@ size_t HostGralloc::liveMappings()
 
 } // namespace host
 
+const Rect Rect::INVALID_RECT{0, 0, -1, -1};
+const Rect Rect::EMPTY_RECT{0, 0, 0, 0};
+
+void Rect::makeInvalid()
+{
+    left = 0;
+    top = 0;
+    right = -1;
+    bottom = -1;
+}
+
 } // namespace android

@@ -16,19 +16,32 @@ using Result = std::pair<Lines, std::vector<int>>;
 
 namespace {
 
-// Answers with set errors and counts the calls that reach it.
+// Answers with set errors, or fails the transaction before the mapper is
+// reached, and counts the calls that reach it.
 template <typename IMapper, typename Error>
 struct FakeMapper : IMapper {
     Error importError = Error::NONE, freeError = Error::NONE;
+    bool deadTransport = false;
     int calls = 0;
     char token = 0;
 
     Return<void> importBuffer(const hidl_handle&, typename IMapper::importBuffer_cb cb) override
-    { calls++; cb(importError, &token); return {}; }
+    {
+        if (deadTransport)
+            return Status::fromStatusT(android::DEAD_OBJECT);
+        calls++; cb(importError, &token); return {};
+    }
     // Only what importBuffer handed out is taken back.
     Return<Error> freeBuffer(void* buffer) override
-    { calls++; return buffer == &token ? freeError : Error::BAD_BUFFER; }
+    {
+        if (deadTransport)
+            return Status::fromStatusT(android::DEAD_OBJECT);
+        calls++; return buffer == &token ? freeError : Error::BAD_BUFFER;
+    }
 };
+
+static_assert(!std::is_copy_constructible_v<Return<V4_0::Error>> && !std::is_copy_assignable_v<Return<void>>,
+              "a Return is move-only, as on a device");
 
 TEST(GrallocMapper, TakesTheNewestPassthroughVersionRefusingRemoteServices)
 {
@@ -73,6 +86,39 @@ TEST(GrallocMapper, TakesTheNewestPassthroughVersionRefusingRemoteServices)
         EXPECT_EQ(importAndFree(), Result({"0 GrallocMapper: get IMapperV2 fail!"}, {3, 2, 2})) << level;
     }
     HostServiceRegistry::reset();
+}
+
+TEST(GrallocMapper, FailedTransactionsKeepTheirResultsWithoutAborting)
+{
+    HostServiceRegistry::clear();
+    sp<FakeMapper<V4_0::IMapper, V4_0::Error>> v4 = new FakeMapper<V4_0::IMapper, V4_0::Error>;
+    HostServiceRegistry::add<V4_0::IMapper>(v4);
+    GrallocMapper mapper;
+    v4->deadTransport = true;
+    tamo::host::LogCapture capture;
+    // An import whose callback never ran counts as done, silently, and
+    // leaves the handle as it was; a free that never reached the mapper fails.
+    auto* const untouched = reinterpret_cast<native_handle const*>(&capture);
+    native_handle const* out = untouched;
+    EXPECT_TRUE(mapper.importBuffer(hidl_handle(), out));
+    EXPECT_EQ(out, untouched);
+    mapper.freeBuffer(out);
+    EXPECT_EQ(lines(capture), Lines({"0 freeBuffer: free Buffer fail : (-1)"}));
+    EXPECT_EQ(v4->calls, 0);
+    HostServiceRegistry::reset();
+}
+
+// What a device does to code that ignores a failed transaction.
+TEST(GrallocMapperDeathTest, FailedReturnsAbortWhenReadOrLeftUnchecked)
+{
+    auto failed = [] { return Return<V4_0::Error>(Status::fromStatusT(android::DEAD_OBJECT)); };
+    EXPECT_DEATH((void)static_cast<V4_0::Error>(failed()), "retrieve value from failed HIDL call");
+    EXPECT_DEATH(failed(), "Failed HIDL return status not checked");
+    EXPECT_DEATH(Return<void>(Status::fromExceptionCode(Status::EX_TRANSACTION_FAILED)), "not checked");
+    EXPECT_FALSE(failed().isOk()); // asked: goes away quietly
+    Return<V4_0::Error> moved = failed();
+    Return<V4_0::Error> taker = std::move(moved); // only the last holder must ask
+    EXPECT_EQ(taker.withDefault(V4_0::Error::NO_RESOURCES), V4_0::Error::NO_RESOURCES);
 }
 
 } // namespace

@@ -1,7 +1,8 @@
 #pragma once
 
-#include <camera_metadata_hidden.h>
 #include <gtest/gtest.h>
+#include <system/camera_metadata.h>
+#include <camera_metadata_hidden.h>
 #include <tamo/Metadata.h>
 #include <tamo/MetadataPool.h>
 #include <tamo/VendorTag.h>

@@ -99,7 +99,7 @@ public:
 #define HOST_MAPPER_VERSION(ns, version)                                                  \
     const char* ns::IMapper::descriptor = "android.hardware.graphics.mapper@" version     \
                                           "::IMapper";                                    \
-    sp<ns::IMapper> ns::IMapper::castFrom(const sp<IBase>& parent, bool)                  \
+    Return<sp<ns::IMapper>> ns::IMapper::castFrom(const sp<IBase>& parent, bool)          \
     {                                                                                     \
         return castTo<ns::IMapper>(parent);                                               \
     }                                                                                     \

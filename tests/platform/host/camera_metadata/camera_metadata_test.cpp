@@ -2,9 +2,10 @@
 // bytes and return codes, texts and enumerations, and each refusal. What
 // edits, copies and lookups do to any valid packet, the library's fuzz
 // target checks against its model.
-#include <camera_metadata_hidden.h>
 #include <gtest/gtest.h>
 #include <system/camera_metadata.h>
+// Not self-contained, as on the device: after camera_metadata.h.
+#include <camera_metadata_hidden.h>
 
 #include <unistd.h>
 
@@ -198,6 +199,17 @@ TEST(CameraMetadataEdit, RefusalsAnswerOneAndLeaveThePacketAsItWas) {
     EXPECT_EQ(copy_camera_metadata(nullptr, 0, m.get()), nullptr);
     EXPECT_EQ(get_camera_metadata_size(nullptr), 1u);
     EXPECT_EQ(get_camera_metadata_compact_size(nullptr), 1u);
+    EXPECT_EQ(copy_camera_metadata(nullptr, 0, nullptr), nullptr); // dst is looked at first
+}
+
+// The device reads these without a NULL check and faults; so must the host.
+TEST(CameraMetadataEditDeathTest, UncheckedCallsStopOnANullPacket) {
+    EXPECT_DEATH(get_camera_metadata_entry_count(nullptr), "get_camera_metadata_entry_count: NULL packet");
+    EXPECT_DEATH(get_camera_metadata_entry_capacity(nullptr), "get_camera_metadata_entry_capacity: NULL");
+    EXPECT_DEATH(get_camera_metadata_data_count(nullptr), "get_camera_metadata_data_count: NULL");
+    EXPECT_DEATH(get_camera_metadata_data_capacity(nullptr), "get_camera_metadata_data_capacity: NULL");
+    alignas(8) char room[256];
+    EXPECT_DEATH(copy_camera_metadata(room, sizeof(room), nullptr), "copy_camera_metadata: NULL");
 }
 
 TEST(CameraMetadataValidate, AcceptsWhatFitsItsSizeAndRejectsEveryCorruptField) {

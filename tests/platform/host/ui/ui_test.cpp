@@ -45,6 +45,8 @@ TEST(HostGralloc, RefusesWhatAGrallocRefuses)
     EXPECT_EQ(mapper.lock(raw, kWrite, Rect(20, 4), &va), BAD_VALUE);        // not allocated for writing
     EXPECT_EQ(mapper.lock(raw, kRead, Rect(20, 5), &va), BAD_VALUE);         // beyond the buffer
     EXPECT_EQ(mapper.unlock(raw), BAD_VALUE);                                // nothing locked
+    EXPECT_EQ(mapper.lock(raw, kRead, Rect(), &va), BAD_VALUE);              // the default is the invalid rect
+    EXPECT_EQ(Rect(uint32_t{3000000000u}, 4u).right, INT32_MAX);             // sizes clamp, not wrap
 
     // An import is checked against its description and maps the same memory.
     ASSERT_EQ(mapper.lock(blob, kWrite, Rect(1000, 1), &va), NO_ERROR);

@@ -11,11 +11,11 @@
 #ifndef SYSTEM_CAMERA_METADATA_H
 #define SYSTEM_CAMERA_METADATA_H
 
-#include <stddef.h>
+#include <string.h>
 #include <stdint.h>
+#include <cutils/compiler.h>
 
 #include <system/camera_metadata_tags.h>
-#include <system/camera_vendor_tags.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -101,7 +101,10 @@ size_t get_camera_metadata_size(const camera_metadata_t *metadata);
 /* Size of a packet that holds just the entries and data in use; 1 for NULL. */
 size_t get_camera_metadata_compact_size(const camera_metadata_t *metadata);
 
-/* Counts and capacities; 0 for NULL. */
+/*
+ * Counts and capacities. The packet must be valid: NULL is not checked for
+ * and aborts the process.
+ */
 size_t get_camera_metadata_entry_count(const camera_metadata_t *metadata);
 size_t get_camera_metadata_entry_capacity(const camera_metadata_t *metadata);
 size_t get_camera_metadata_data_count(const camera_metadata_t *metadata);
@@ -109,7 +112,7 @@ size_t get_camera_metadata_data_capacity(const camera_metadata_t *metadata);
 
 /*
  * Copies src, compacted, into caller memory of dst_size bytes. NULL when it
- * does not fit.
+ * does not fit or dst is NULL; a NULL src aborts the process.
  */
 camera_metadata_t *copy_camera_metadata(void *dst, size_t dst_size, const camera_metadata_t *src);
 
@@ -217,10 +220,6 @@ int set_camera_metadata_vendor_tag_ops(const vendor_tag_query_ops_t *query_ops);
 void dump_camera_metadata(const camera_metadata_t *metadata, int fd, int verbosity);
 void dump_indented_camera_metadata(const camera_metadata_t *metadata, int fd, int verbosity,
                                    int indentation);
-
-/* Vendor id of a buffer (also declared by camera_metadata_hidden.h). */
-void set_camera_metadata_vendor_id(camera_metadata_t *meta, metadata_vendor_id_t id);
-metadata_vendor_id_t get_camera_metadata_vendor_id(const camera_metadata_t *meta);
 
 /* Alignment of a packet in memory (8). */
 size_t get_camera_metadata_alignment(void);

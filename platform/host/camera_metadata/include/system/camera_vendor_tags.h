@@ -1,11 +1,10 @@
 /*
  * Vendor tag callbacks of the camera metadata library. Tags whose section
  * (tag >> 16) is VENDOR_SECTION or above are named and typed by these.
+ * Like the device's, this header includes nothing: <stdint.h> comes first.
  */
 #ifndef SYSTEM_CAMERA_VENDOR_TAGS_H
 #define SYSTEM_CAMERA_VENDOR_TAGS_H
-
-#include <stdint.h>
 
 #ifdef __cplusplus
 extern "C" {

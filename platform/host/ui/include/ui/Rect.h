@@ -1,38 +1,67 @@
 /*
  * Host libui: an integer rectangle, left and top inclusive, right and
- * bottom exclusive.
+ * bottom exclusive. As on the device, a default Rect is the invalid one
+ * (right and bottom -1), and a width-height pair of any one integer type is
+ * clamped to INT32_MAX.
  */
 #pragma once
 
 #include <cstdint>
-#include <limits>
+
+#include <android/rect.h>
 
 namespace android {
 
-class Rect {
+class Rect : public ARect {
 public:
-    int32_t left = 0;
-    int32_t top = 0;
-    int32_t right = 0;
-    int32_t bottom = 0;
+    typedef ARect::value_type value_type;
 
-    Rect() = default;
-    Rect(int32_t w, int32_t h) : right(w), bottom(h) {}
-    // Sizes beyond INT32_MAX are clamped to it.
-    Rect(uint32_t w, uint32_t h) : right(clamp(w)), bottom(clamp(h)) {}
-    Rect(int32_t l, int32_t t, int32_t r, int32_t b) : left(l), top(t), right(r), bottom(b) {}
+    static const Rect INVALID_RECT;
+    static const Rect EMPTY_RECT;
 
-    int32_t getWidth() const { return right - left; }
-    int32_t getHeight() const { return bottom - top; }
-    bool isEmpty() const { return left >= right || top >= bottom; }
-    bool isValid() const { return left <= right && top <= bottom; }
+    inline Rect() : Rect(INVALID_RECT) {}
 
-private:
-    static int32_t clamp(uint32_t v)
+    template <typename T>
+    inline Rect(T w, T h)
     {
-        return v > uint32_t{std::numeric_limits<int32_t>::max()} ? std::numeric_limits<int32_t>::max()
-                                                                 : static_cast<int32_t>(v);
+        if (w > INT32_MAX)
+            w = INT32_MAX;
+        if (h > INT32_MAX)
+            h = INT32_MAX;
+        left = top = 0;
+        right = static_cast<int32_t>(w);
+        bottom = static_cast<int32_t>(h);
     }
+
+    inline Rect(int32_t l, int32_t t, int32_t r, int32_t b)
+    {
+        left = l;
+        top = t;
+        right = r;
+        bottom = b;
+    }
+
+    void makeInvalid();
+
+    inline void clear() { left = top = right = bottom = 0; }
+
+    inline bool isValid() const { return getWidth() >= 0 && getHeight() >= 0; }
+    inline bool isEmpty() const { return getWidth() <= 0 || getHeight() <= 0; }
+
+    __attribute__((no_sanitize("signed-integer-overflow"))) inline int32_t getWidth() const
+    {
+        return right - left;
+    }
+    __attribute__((no_sanitize("signed-integer-overflow"))) inline int32_t getHeight() const
+    {
+        return bottom - top;
+    }
+
+    inline bool operator==(const Rect& rhs) const
+    {
+        return left == rhs.left && top == rhs.top && right == rhs.right && bottom == rhs.bottom;
+    }
+    inline bool operator!=(const Rect& rhs) const { return !operator==(rhs); }
 };
 
 } // namespace android

@@ -30,7 +30,7 @@ struct IMapper : public ::android::hidl::base::V1_0::IBase {
             const ::android::hardware::hidl_handle& rawHandle, importBuffer_cb _hidl_cb) = 0;
     virtual ::android::hardware::Return<Error> freeBuffer(void* buffer) = 0;
 
-    static ::android::sp<IMapper> castFrom(
+    static ::android::hardware::Return<::android::sp<IMapper>> castFrom(
             const ::android::sp<::android::hidl::base::V1_0::IBase>& parent,
             bool emitError = false);
     static ::android::sp<IMapper> getService(const std::string& serviceName = "default",
