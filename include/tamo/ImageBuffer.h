@@ -148,11 +148,12 @@ public:
 private:
     friend class PlatformBufferAllocator;
 
-    enum class Transfer { DONE, OPEN_FAILED, LOCK_FAILED, NOT_MAPPED };
+    enum class Transfer { DONE, OPEN_FAILED, LOCK_FAILED, NOT_MAPPED, WRITE_FAILED };
 
     // Moves every plane into or out of the file at path; the caller logs
-    // the outcome, so that the line names it.
-    Transfer transferPlanes(std::string const& path, bool save, int& openError);
+    // the outcome, so that the line names it. error receives errno of a
+    // failed open or write.
+    Transfer transferPlanes(std::string const& path, bool save, int& error);
 
     std::vector<Plane> planes;
     std::string lockLabel;

@@ -187,6 +187,8 @@ bool GrallocBuffer::saveToFile(std::string const& path)
         TAMO_LOGE("open fail(%d) %s [%s]", error, std::strerror(error), path.c_str());
     else if (result == Transfer::NOT_MAPPED)
         TAMO_LOGE("buffer not mapped [%s]", path.c_str());
+    else if (result == Transfer::WRITE_FAILED)
+        TAMO_LOGE("write fail(%d) %s [%s]", error, std::strerror(error), path.c_str());
     return result == Transfer::DONE;
 }
 
@@ -202,14 +204,14 @@ bool GrallocBuffer::loadFromFile(std::string const& path)
 }
 
 GrallocBuffer::Transfer GrallocBuffer::transferPlanes(std::string const& path, bool save,
-                                                      int& openError)
+                                                      int& error)
 {
     // A refused save takes back a file it created, not one it truncated.
     const bool existed = save && access(path.c_str(), F_OK) == 0;
     errno = 0;
     FILE* file = std::fopen(path.c_str(), save ? "w" : "r");
     if (file == nullptr) {
-        openError = errno;
+        error = errno;
         return Transfer::OPEN_FAILED;
     }
 
@@ -217,20 +219,30 @@ GrallocBuffer::Transfer GrallocBuffer::transferPlanes(std::string const& path, b
     const bool locked = lock(label);
     const unsigned int count = ImageBufferUtils::getNumberOfPlanes(info->format);
     const bool mapped = locked && planes.size() >= count;
-    // A short file leaves the rest of the buffer as it was.
-    for (unsigned int i = 0; mapped && i < count; i++) {
+    // A short file leaves the rest of the buffer as it was. A full disk
+    // shows as a short write here or, for what stdio still buffers, at close.
+    bool written = true;
+    errno = 0;
+    for (unsigned int i = 0; mapped && written && i < count; i++) {
         const size_t bytes = static_cast<size_t>(planes[i].stride) * planes[i].scanlines;
         if (save)
-            std::fwrite(planes[i].va, 1, bytes, file);
+            written = std::fwrite(planes[i].va, 1, bytes, file) == bytes;
         else
             std::fread(planes[i].va, 1, bytes, file);
     }
-
-    std::fclose(file);
-    if (save && !mapped && !existed)
+    if (!written)
+        error = errno != 0 ? errno : EIO;
+    errno = 0;
+    if (std::fclose(file) != 0 && save && written) {
+        written = false;
+        error = errno != 0 ? errno : EIO;
+    }
+    if (save && (!mapped || !written) && !existed)
         std::remove(path.c_str());
     if (locked)
         unlock(label);
+    if (!written)
+        return Transfer::WRITE_FAILED;
     if (mapped)
         return Transfer::DONE;
     return locked ? Transfer::NOT_MAPPED : Transfer::LOCK_FAILED;

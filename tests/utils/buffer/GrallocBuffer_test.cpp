@@ -8,7 +8,10 @@
 #include <tamo/GrallocMapper.h>
 #include <ui/GraphicBufferMapper.h>
 #include <ui/HostGralloc.h>
+#include <sys/resource.h>
 #include <unistd.h>
+
+#include <csignal>
 
 using namespace tamo;
 using namespace buffertest;
@@ -116,6 +119,28 @@ TEST(GrallocBuffer, PixelsReachAnImportedCloneItsDumpAndALoad)
                                      "0 lock: lock fail [dump imported buffer]", "0 unlock: unlock without lock [extra]"}));
     native_handle_delete(const_cast<native_handle_t*>(foreign));
     unlink(path.c_str());
+}
+
+// A full disk: the save fails with its line, and a file it created is taken
+// back. A file size limit stands in for a full filesystem in a child.
+TEST(GrallocBufferDeathTest, FailedWritesFailTheSaveAndLeaveNothingBehind)
+{
+    auto buffer = builder(0x11, 100, 61).build(); // ~12 KB, mapped before any limit
+    ASSERT_TRUE(buffer && buffer->lock("save"));
+    LogCapture capture;
+    EXPECT_FALSE(buffer->saveToFile("/dev/full"));
+    EXPECT_EQ(lines(capture).back(), "0 saveToFile: write fail(28) No space left on device [/dev/full]");
+    const std::string path = testing::TempDir() + "tamo_full_" + std::to_string(getpid()) + ".raw";
+    auto saveWithALimit = [&] {
+        std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit{4096, 4096};
+        setrlimit(RLIMIT_FSIZE, &limit);
+        const bool refused = !buffer->saveToFile(path);
+        const bool said = lines(capture).back() == "0 saveToFile: write fail(27) File too large [" + path + "]";
+        std::_Exit(refused && said && access(path.c_str(), F_OK) != 0 ? 0 : 1);
+    };
+    EXPECT_EXIT(saveWithALimit(), testing::ExitedWithCode(0), "");
+    EXPECT_EQ(buffer->unlock("save"), 0);
 }
 
 // A failed allocation reaches the caller as an empty pointer, and leaves a
