@@ -161,12 +161,15 @@ private:
     uint32_t allocWidth = 0;
     uint32_t allocHeight = 0;
     uint32_t allocFormat = 0;
+    // Pixels per row as the allocator gave them; 0 for an imported buffer.
+    uint32_t allocStride = 0;
     native_handle const* handle = nullptr;
     native_handle const** importedHandle = nullptr;
     native_handle const* acquireFence = nullptr;
 
     uint32_t lockCount = 0;
     native_handle const* lockedHandle = nullptr; // what the mapper has locked
+    const char* lockRefusal = nullptr;           // why the last lock() failed, if it knows
 };
 
 /*

@@ -120,7 +120,10 @@ void writeBlob(const Frame& f, uint32_t number)
 {
     const Plane& plane = f.planes[0];
     const size_t size = size_t{plane.stride} * plane.scanlines;
-    JpegBlobHeader header{0x00FF, 0};
+    // Zeroed whole: the padding after blobId reaches the dump too.
+    JpegBlobHeader header;
+    std::memset(&header, 0, sizeof(header));
+    header.blobId = 0x00FF;
     if (size < sizeof(header) + 32)
         return;
     header.size = static_cast<uint32_t>(

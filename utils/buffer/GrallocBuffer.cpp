@@ -271,8 +271,12 @@ bool GrallocBuffer::lock(std::string name)
 #else
     if (lockCount == 0) {
         const bool multiPlane = ImageBufferUtils::getNumberOfPlanes(info->format) > 1;
+        lockRefusal = nullptr;
         if (!(multiPlane ? lockYCbCr() : lock())) {
-            TAMO_LOGE("lock fail [%s]", lockLabel.c_str());
+            if (lockRefusal != nullptr)
+                TAMO_LOGE("lock fail [%s]: %s", lockLabel.c_str(), lockRefusal);
+            else
+                TAMO_LOGE("lock fail [%s]", lockLabel.c_str());
             return false;
         }
     }
@@ -369,18 +373,37 @@ uint32_t toU32(size_t value)
     return value > std::numeric_limits<uint32_t>::max() ? 0 : static_cast<uint32_t>(value);
 }
 
+// Bytes per row of a single-plane allocation format with stride pixels per
+// row; 0 where pixels are packed across bytes (RAW10, RAW12), which only
+// the mapper can say.
+uint32_t rowBytes(uint32_t format, uint32_t stride)
+{
+    switch (format) {
+    case HAL_PIXEL_FORMAT_RAW16:
+    case HAL_PIXEL_FORMAT_Y16:
+    case HAL_PIXEL_FORMAT_YCBCR_422_I:
+        return toU32(uint64_t{stride} * 2);
+    case HAL_PIXEL_FORMAT_Y8:
+    case HAL_PIXEL_FORMAT_BLOB:
+        return stride;
+    default:
+        return 0;
+    }
+}
+
 } // namespace
 
 bool GrallocBuffer::allocateGrallocBuffer()
 {
     buffer_handle_t allocated = nullptr;
-    uint32_t stride = 0; // in pixels; the plane table takes the mapper's bytes per row
+    uint32_t stride = 0; // in pixels: the plane table's when the mapper gives no bytes per row
     const android::status_t status = android::GraphicBufferAllocator::get().allocate(
             allocWidth, allocHeight, static_cast<android::PixelFormat>(allocFormat), 1,
             info->producerUsage | info->consumerUsage | kCpuUsage, &allocated, &stride, kRequestor);
     if (status != android::NO_ERROR)
         return false;
     handle = allocated;
+    allocStride = stride;
     return true;
 }
 
@@ -394,11 +417,18 @@ bool GrallocBuffer::lock()
         mapper.lock(target, kCpuUsage, android::Rect(allocWidth, allocHeight), &va, nullptr,
                     &bytesPerStride) != android::NO_ERROR)
         return false;
-    if (va == nullptr || bytesPerStride <= 0) {
+    // Mappers before 3.0 give no bytes per row; then only the allocation
+    // knows, so an imported buffer cannot be read safely.
+    uint32_t stride = bytesPerStride > 0 ? static_cast<uint32_t>(bytesPerStride)
+                                         : rowBytes(allocFormat, allocStride);
+    if (stride == 0)
+        lockRefusal = importedHandle != nullptr ? "the mapper gives no stride for an imported buffer"
+                                                : "the mapper gives no stride for this format";
+    if (va == nullptr || stride == 0) {
         mapper.unlock(target);
         return false;
     }
-    planes.assign(1, Plane{va, static_cast<uint32_t>(bytesPerStride), allocHeight});
+    planes.assign(1, Plane{va, stride, allocHeight});
     lockedHandle = target;
     return true;
 }

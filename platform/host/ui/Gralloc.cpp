@@ -6,6 +6,9 @@
 #include <ui/GraphicBufferMapper.h>
 #include <ui/HostGralloc.h>
 
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <mutex>
@@ -20,6 +23,8 @@ ANDROID_SINGLETON_STATIC_INSTANCE(android::GraphicBufferAllocator)
 ANDROID_SINGLETON_STATIC_INSTANCE(android::GraphicBufferMapper)
 
 namespace android {
+
+using host::HostGralloc;
 
 namespace {
 
@@ -369,37 +374,107 @@ status_t GraphicBufferMapper::freeBuffer(buffer_handle_t handle)
     return Gralloc::instance().free(handle);
 }
 
+namespace {
+
+HostGralloc::CpuAccess cpuAccessOf(const Buffer& b)
+{
+    HostGralloc::CpuAccess access;
+    access.base = b.base;
+    access.stride = b.layout.stride;
+    switch (b.geometry.format) {
+    case HAL_PIXEL_FORMAT_RAW10:
+        access.bitsPerSample = 10;
+        break;
+    case HAL_PIXEL_FORMAT_RAW12:
+        access.bitsPerSample = 12;
+        break;
+    default:
+        access.bitsPerSample = 8 * b.layout.bytesPerPixel;
+    }
+    access.ycbcr = b.layout.ycbcr;
+    if (access.ycbcr) {
+        access.cb = b.base + b.layout.cb;
+        access.cr = b.base + b.layout.cr;
+        access.chromaStride = b.layout.chromaStride;
+        access.chromaStep = b.layout.chromaStep;
+    }
+    return access;
+}
+
+// Bytes per pixel and per row as libui's lock() reports them over each
+// mapper version: 2.x gives none; 3.0 those of the first plane, -1 per
+// pixel for packed samples; 4.0 those the plane layouts share, -1 for both
+// when the planes differ (as NV21's luma and chroma do).
+void lockAnswers(const HostGralloc::CpuAccess& a, int32_t* bytesPerPixel, int32_t* bytesPerStride)
+{
+    *bytesPerPixel = -1;
+    *bytesPerStride = -1;
+    const int version = HostGralloc::mapperVersion();
+    if (version < 3)
+        return;
+    const int32_t firstPixel = a.bitsPerSample % 8 == 0 ? a.bitsPerSample / 8 : -1;
+    // Separate chroma planes, unless the chroma lies in the luma's plane (YUY2).
+    const bool chromaPlanes = a.ycbcr && a.chromaStep != 4;
+    if (version == 3 || !chromaPlanes) {
+        *bytesPerPixel = firstPixel;
+        *bytesPerStride = static_cast<int32_t>(a.stride);
+        return;
+    }
+    const int32_t chromaPixel = static_cast<int32_t>(a.chromaStep);
+    if (chromaPixel == firstPixel && a.chromaStride == a.stride) {
+        *bytesPerPixel = firstPixel;
+        *bytesPerStride = static_cast<int32_t>(a.stride);
+    }
+}
+
+} // namespace
+
 status_t GraphicBufferMapper::lock(buffer_handle_t handle, uint32_t usage, const Rect& bounds,
                                    void** vaddr, int32_t* outBytesPerPixel,
                                    int32_t* outBytesPerStride)
 {
-    Buffer b;
-    status_t status = Gralloc::instance().lock(handle, usage, bounds, false, &b);
+    HostGralloc::CpuAccess access;
+    status_t status = HostGralloc::lock(handle, usage, bounds, false, &access);
     if (status != NO_ERROR)
         return status;
-    *vaddr = b.base;
+    *vaddr = access.base;
+    int32_t bytesPerPixel = -1;
+    int32_t bytesPerStride = -1;
+    lockAnswers(access, &bytesPerPixel, &bytesPerStride);
     if (outBytesPerPixel != nullptr)
-        *outBytesPerPixel = b.layout.bytesPerPixel;
+        *outBytesPerPixel = bytesPerPixel;
     if (outBytesPerStride != nullptr)
-        *outBytesPerStride = static_cast<int32_t>(b.layout.stride);
+        *outBytesPerStride = bytesPerStride;
     return NO_ERROR;
 }
 
 status_t GraphicBufferMapper::lockYCbCr(buffer_handle_t handle, uint32_t usage, const Rect& bounds,
                                         android_ycbcr* ycbcr)
 {
-    Buffer b;
-    status_t status = Gralloc::instance().lock(handle, usage, bounds, true, &b);
+    HostGralloc::CpuAccess access;
+    status_t status = HostGralloc::lock(handle, usage, bounds, true, &access);
     if (status != NO_ERROR)
         return status;
     *ycbcr = {};
-    ycbcr->y = b.base;
-    ycbcr->cb = b.base + b.layout.cb;
-    ycbcr->cr = b.base + b.layout.cr;
-    ycbcr->ystride = b.layout.stride;
-    ycbcr->cstride = b.layout.chromaStride;
-    ycbcr->chroma_step = b.layout.chromaStep;
+    ycbcr->y = access.base;
+    ycbcr->cb = access.cb;
+    ycbcr->cr = access.cr;
+    ycbcr->ystride = access.stride;
+    ycbcr->cstride = access.chromaStride;
+    ycbcr->chroma_step = access.chromaStep;
     return NO_ERROR;
+}
+
+GraphicBufferMapper::Version GraphicBufferMapper::getMapperVersion() const
+{
+    switch (HostGralloc::mapperVersion()) {
+    case 2:
+        return GRALLOC_2;
+    case 3:
+        return GRALLOC_3;
+    default:
+        return GRALLOC_4;
+    }
 }
 
 status_t GraphicBufferMapper::unlock(buffer_handle_t handle)
@@ -432,6 +507,52 @@ size_t HostGralloc::liveAllocations()
 size_t HostGralloc::liveMappings()
 {
     return Gralloc::instance().liveMappings();
+}
+
+status_t HostGralloc::lock(buffer_handle_t handle, uint64_t usage, const Rect& bounds, bool ycbcr,
+                           CpuAccess* out)
+{
+    Buffer b;
+    status_t status = Gralloc::instance().lock(handle, usage, bounds, ycbcr, &b);
+    if (status == NO_ERROR)
+        *out = cpuAccessOf(b);
+    return status;
+}
+
+status_t HostGralloc::unlock(buffer_handle_t handle)
+{
+    return Gralloc::instance().unlock(handle);
+}
+
+namespace {
+
+int versionFromEnvironment()
+{
+    const char* setting = std::getenv("TAMO_HOST_MAPPER");
+    if (setting == nullptr || *setting == '\0')
+        return 4;
+    if ((setting[0] == '2' || setting[0] == '3' || setting[0] == '4') && setting[1] == '\0')
+        return setting[0] - '0';
+    std::fprintf(stderr, "TAMO_HOST_MAPPER=%s: not 2, 3 or 4; mapper 4.0 offered\n", setting);
+    return 4;
+}
+
+std::atomic<int>& offeredVersion()
+{
+    static std::atomic<int> version{versionFromEnvironment()};
+    return version;
+}
+
+} // namespace
+
+int HostGralloc::mapperVersion()
+{
+    return offeredVersion().load(std::memory_order_relaxed);
+}
+
+void HostGralloc::setMapperVersion(int version)
+{
+    offeredVersion().store(version >= 2 && version <= 4 ? version : 4, std::memory_order_relaxed);
 }
 
 } // namespace host

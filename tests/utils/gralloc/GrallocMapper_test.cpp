@@ -16,10 +16,32 @@ using Result = std::pair<Lines, std::vector<int>>;
 
 namespace {
 
+// CPU access is not what the mapper singleton uses.
+template <typename IMapper, typename Usage>
+struct WithoutCpuAccess : IMapper {
+    using Rect = typename IMapper::Rect;
+    Return<void> lock(void*, Usage, const Rect&, const hidl_handle&, typename IMapper::lock_cb) override { return {}; }
+    Return<void> unlock(void*, typename IMapper::unlock_cb) override { return {}; }
+};
+template <typename IMapper, typename Usage>
+struct WithoutYCbCr : WithoutCpuAccess<IMapper, Usage> {
+    Return<void> lockYCbCr(void*, Usage, const typename IMapper::Rect&, const hidl_handle&,
+                           typename IMapper::lockYCbCr_cb) override { return {}; }
+};
+using Mapper2 = WithoutYCbCr<V2_0::IMapper, hidl_bitfield<android::hardware::graphics::common::V1_0::BufferUsage>>;
+using Mapper3 = WithoutYCbCr<V3_0::IMapper, uint64_t>;
+struct Mapper4 : WithoutCpuAccess<V4_0::IMapper, uint64_t> {
+    Return<void> get(void*, const MetadataType&, get_cb) override { return {}; }
+};
+template <typename Error> struct MapperOf;
+template <> struct MapperOf<V2_0::Error> { using type = Mapper2; };
+template <> struct MapperOf<V3_0::Error> { using type = Mapper3; };
+template <> struct MapperOf<V4_0::Error> { using type = Mapper4; };
+
 // Answers with set errors, or fails the transaction before the mapper is
 // reached, and counts the calls that reach it.
 template <typename IMapper, typename Error>
-struct FakeMapper : IMapper {
+struct FakeMapper : MapperOf<Error>::type {
     Error importError = Error::NONE, freeError = Error::NONE;
     bool deadTransport = false;
     int calls = 0;

@@ -1,8 +1,8 @@
 /*
  * Host android.hardware.graphics.mapper@2.0, @3.0 and @4.0: getService()
- * answers from the host service registry, and a passthrough mapper 4.0
- * over libui's gralloc implementation is installed as "default" when the
- * library loads.
+ * answers from the host service registry, and a passthrough mapper over
+ * libui's gralloc implementation, of the version the host offers
+ * (<ui/HostGralloc.h>), is installed as "default" when the library loads.
  */
 #include <android/hardware/graphics/mapper/2.0/IMapper.h>
 #include <android/hardware/graphics/mapper/3.0/IMapper.h>
@@ -39,8 +39,62 @@ public:
 
     Return<Error> freeBuffer(void* buffer) override { return mImpl->freeBuffer(buffer); }
 
-private:
+    // A remote mapper hands out no pointers this process could use.
+    template <typename Usage, typename Callback>
+    Return<void> lock(void*, Usage, const typename IMapper::Rect&, const hidl_handle&, Callback)
+    {
+        return Status::fromExceptionCode(Status::EX_UNSUPPORTED_OPERATION);
+    }
+
+    Return<void> unlock(void* buffer, typename IMapper::unlock_cb cb) override
+    {
+        return mImpl->unlock(buffer, cb);
+    }
+
+protected:
     sp<IMapper> mImpl;
+};
+
+class RemoteMapper2 : public RemoteMapper<V2_0::IMapper, V2_0::Error> {
+public:
+    using RemoteMapper::RemoteMapper;
+    using Usage = hidl_bitfield<common::V1_0::BufferUsage>;
+    Return<void> lock(void* b, Usage u, const Rect& r, const hidl_handle& f, lock_cb cb) override
+    {
+        return RemoteMapper::lock(b, u, r, f, cb);
+    }
+    Return<void> lockYCbCr(void* b, Usage u, const Rect& r, const hidl_handle& f,
+                           lockYCbCr_cb cb) override
+    {
+        return RemoteMapper::lock(b, u, r, f, cb);
+    }
+};
+
+class RemoteMapper3 : public RemoteMapper<V3_0::IMapper, V3_0::Error> {
+public:
+    using RemoteMapper::RemoteMapper;
+    Return<void> lock(void* b, uint64_t u, const Rect& r, const hidl_handle& f, lock_cb cb) override
+    {
+        return RemoteMapper::lock(b, u, r, f, cb);
+    }
+    Return<void> lockYCbCr(void* b, uint64_t u, const Rect& r, const hidl_handle& f,
+                           lockYCbCr_cb cb) override
+    {
+        return RemoteMapper::lock(b, u, r, f, cb);
+    }
+};
+
+class RemoteMapper4 : public RemoteMapper<V4_0::IMapper, V4_0::Error> {
+public:
+    using RemoteMapper::RemoteMapper;
+    Return<void> lock(void* b, uint64_t u, const Rect& r, const hidl_handle& f, lock_cb cb) override
+    {
+        return RemoteMapper::lock(b, u, r, f, cb);
+    }
+    Return<void> get(void* buffer, const MetadataType& type, get_cb cb) override
+    {
+        return mImpl->get(buffer, type, cb);
+    }
 };
 
 template <typename IMapper>
@@ -49,7 +103,7 @@ sp<IMapper> castTo(const sp<IBase>& parent)
     return sp<IMapper>(dynamic_cast<IMapper*>(parent.get()));
 }
 
-template <typename IMapper, typename Error>
+template <typename IMapper, typename Remote>
 sp<IMapper> serviceFromRegistry(const std::string& serviceName, bool getStub)
 {
     auto entry = HostServiceRegistry::find(IMapper::descriptor, serviceName);
@@ -61,42 +115,173 @@ sp<IMapper> serviceFromRegistry(const std::string& serviceName, bool getStub)
     // A stub is only ever the in-process implementation.
     if (getStub)
         return nullptr;
-    return sp<IMapper>(new RemoteMapper<IMapper, Error>(impl));
+    return sp<IMapper>(new Remote(impl));
 }
 
-// The in-process mapper: libui's gralloc implementation, so that a handle
-// imported here locks through GraphicBufferMapper and a handle allocated
-// there is freed here.
-class SoftwareMapper : public V4_0::IMapper {
+template <typename Error>
+Error errorOf(status_t status)
+{
+    switch (status) {
+    case NO_ERROR:
+        return Error::NONE;
+    case NO_MEMORY:
+        return Error::NO_RESOURCES;
+    default:
+        return Error::BAD_BUFFER;
+    }
+}
+
+// A mapper's region as libui's Rect; an empty region is the whole buffer
+// on the platform's mappers too, but callers name it, so it is kept as given.
+template <typename MapperRect>
+Rect boundsOf(const MapperRect& r)
+{
+    return Rect(r.left, r.top, r.left + r.width, r.top + r.height);
+}
+
+// The in-process mapper of one version: libui's gralloc implementation, so
+// that a handle imported here locks through GraphicBufferMapper and a handle
+// allocated there is freed here.
+template <typename IMapper, typename Error>
+class SoftwareMapperBase : public IMapper {
 public:
-    Return<void> importBuffer(const hidl_handle& rawHandle, importBuffer_cb cb) override
+    Return<void> importBuffer(const hidl_handle& rawHandle,
+                              typename IMapper::importBuffer_cb cb) override
     {
         buffer_handle_t imported = nullptr;
         status_t status = HostGralloc::importBuffer(rawHandle.getNativeHandle(), &imported);
         if (status != NO_ERROR)
-            cb(status == NO_MEMORY ? V4_0::Error::NO_RESOURCES : V4_0::Error::BAD_BUFFER, nullptr);
+            cb(status == NO_MEMORY ? Error::NO_RESOURCES : Error::BAD_BUFFER, nullptr);
         else
-            cb(V4_0::Error::NONE, const_cast<native_handle_t*>(imported));
+            cb(Error::NONE, const_cast<native_handle_t*>(imported));
         return Void();
     }
 
-    Return<V4_0::Error> freeBuffer(void* buffer) override
+    Return<Error> freeBuffer(void* buffer) override
     {
         return HostGralloc::freeBuffer(static_cast<buffer_handle_t>(buffer)) == NO_ERROR
-                       ? V4_0::Error::NONE
-                       : V4_0::Error::BAD_BUFFER;
+                       ? Error::NONE
+                       : Error::BAD_BUFFER;
+    }
+
+    Return<void> unlock(void* buffer, typename IMapper::unlock_cb cb) override
+    {
+        status_t status = HostGralloc::unlock(static_cast<buffer_handle_t>(buffer));
+        cb(status == NO_ERROR ? Error::NONE : Error::BAD_BUFFER, hidl_handle());
+        return Void();
+    }
+
+protected:
+    // BAD_VALUE for what the gralloc refuses; a buffer it does not know is
+    // BAD_BUFFER, as on the platform's mappers.
+    static Error lockBuffer(void* buffer, uint64_t usage, const typename IMapper::Rect& region,
+                            bool ycbcr, HostGralloc::CpuAccess* access)
+    {
+        if (buffer == nullptr)
+            return Error::BAD_BUFFER;
+        status_t status = HostGralloc::lock(static_cast<buffer_handle_t>(buffer), usage,
+                                            boundsOf(region), ycbcr, access);
+        return status == NO_ERROR ? Error::NONE : Error::BAD_VALUE;
+    }
+
+    template <typename Layout>
+    static Layout layoutOf(const HostGralloc::CpuAccess& a)
+    {
+        return Layout{a.base, a.cb, a.cr, a.stride, a.chromaStride, a.chromaStep};
     }
 };
 
-[[maybe_unused]] const bool kSoftwareMapperInstalled = [] {
-    HostServiceRegistry::addDefault(V4_0::IMapper::descriptor, "default",
-                                    [] { return sp<IBase>(new SoftwareMapper()); });
+class SoftwareMapper2 : public SoftwareMapperBase<V2_0::IMapper, V2_0::Error> {
+public:
+    using Usage = hidl_bitfield<common::V1_0::BufferUsage>;
+
+    // 2.0 reports no stride: callers ask lockYCbCr or know the layout.
+    Return<void> lock(void* buffer, Usage usage, const Rect& region, const hidl_handle&,
+                      lock_cb cb) override
+    {
+        HostGralloc::CpuAccess a;
+        V2_0::Error error = lockBuffer(buffer, usage, region, false, &a);
+        cb(error, error == V2_0::Error::NONE ? a.base : nullptr);
+        return Void();
+    }
+
+    Return<void> lockYCbCr(void* buffer, Usage usage, const Rect& region, const hidl_handle&,
+                           lockYCbCr_cb cb) override
+    {
+        HostGralloc::CpuAccess a;
+        V2_0::Error error = lockBuffer(buffer, usage, region, true, &a);
+        cb(error, error == V2_0::Error::NONE ? layoutOf<V2_0::YCbCrLayout>(a) : V2_0::YCbCrLayout{});
+        return Void();
+    }
+};
+
+class SoftwareMapper3 : public SoftwareMapperBase<V3_0::IMapper, V3_0::Error> {
+public:
+    Return<void> lock(void* buffer, uint64_t usage, const Rect& region, const hidl_handle&,
+                      lock_cb cb) override
+    {
+        HostGralloc::CpuAccess a;
+        V3_0::Error error = lockBuffer(buffer, usage, region, false, &a);
+        if (error != V3_0::Error::NONE) {
+            cb(error, nullptr, -1, -1);
+            return Void();
+        }
+        // Packed samples have no whole bytes per pixel.
+        const int32_t bytesPerPixel = a.bitsPerSample % 8 == 0 ? a.bitsPerSample / 8 : -1;
+        cb(error, a.base, bytesPerPixel, static_cast<int32_t>(a.stride));
+        return Void();
+    }
+
+    Return<void> lockYCbCr(void* buffer, uint64_t usage, const Rect& region, const hidl_handle&,
+                           lockYCbCr_cb cb) override
+    {
+        HostGralloc::CpuAccess a;
+        V3_0::Error error = lockBuffer(buffer, usage, region, true, &a);
+        cb(error, error == V3_0::Error::NONE ? layoutOf<V3_0::YCbCrLayout>(a) : V3_0::YCbCrLayout{});
+        return Void();
+    }
+};
+
+class SoftwareMapper4 : public SoftwareMapperBase<V4_0::IMapper, V4_0::Error> {
+public:
+    Return<void> lock(void* buffer, uint64_t usage, const Rect& region, const hidl_handle&,
+                      lock_cb cb) override
+    {
+        HostGralloc::CpuAccess a;
+        V4_0::Error error = lockBuffer(buffer, usage, region, false, &a);
+        cb(error, error == V4_0::Error::NONE ? a.base : nullptr);
+        return Void();
+    }
+
+    // No buffer metadata is kept yet: plane layouts are not encoded, so
+    // callers fall back to what lock() and their own knowledge give.
+    Return<void> get(void*, const MetadataType&, get_cb cb) override
+    {
+        cb(V4_0::Error::UNSUPPORTED, hidl_vec<uint8_t>());
+        return Void();
+    }
+};
+
+// Only the version the host offers is there, as on a device with one
+// mapper implementation.
+template <typename IMapper, typename Mapper, int version>
+void offerDefault()
+{
+    HostServiceRegistry::addDefault(IMapper::descriptor, "default", []() -> sp<IBase> {
+        return HostGralloc::mapperVersion() == version ? sp<IBase>(new Mapper()) : nullptr;
+    });
+}
+
+[[maybe_unused]] const bool kSoftwareMappersInstalled = [] {
+    offerDefault<V4_0::IMapper, SoftwareMapper4, 4>();
+    offerDefault<V3_0::IMapper, SoftwareMapper3, 3>();
+    offerDefault<V2_0::IMapper, SoftwareMapper2, 2>();
     return true;
 }();
 
 } // namespace
 
-#define HOST_MAPPER_VERSION(ns, version)                                                  \
+#define HOST_MAPPER_VERSION(ns, version, Remote)                                          \
     const char* ns::IMapper::descriptor = "android.hardware.graphics.mapper@" version     \
                                           "::IMapper";                                    \
     Return<sp<ns::IMapper>> ns::IMapper::castFrom(const sp<IBase>& parent, bool)          \
@@ -105,12 +290,12 @@ public:
     }                                                                                     \
     sp<ns::IMapper> ns::IMapper::getService(const std::string& serviceName, bool getStub) \
     {                                                                                     \
-        return serviceFromRegistry<ns::IMapper, ns::Error>(serviceName, getStub);         \
+        return serviceFromRegistry<ns::IMapper, Remote>(serviceName, getStub);            \
     }
 
-HOST_MAPPER_VERSION(V2_0, "2.0")
-HOST_MAPPER_VERSION(V3_0, "3.0")
-HOST_MAPPER_VERSION(V4_0, "4.0")
+HOST_MAPPER_VERSION(V2_0, "2.0", RemoteMapper2)
+HOST_MAPPER_VERSION(V3_0, "3.0", RemoteMapper3)
+HOST_MAPPER_VERSION(V4_0, "4.0", RemoteMapper4)
 
 } // namespace mapper
 } // namespace graphics

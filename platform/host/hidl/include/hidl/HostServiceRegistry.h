@@ -8,7 +8,8 @@
  * which forwards every call to the registered object.
  *
  * At load, the host libraries install their default services (the mapper
- * library a passthrough software mapper 4.0 as "default"). Tests may clear
+ * library a passthrough software mapper as "default", of the version that
+ * <ui/HostGralloc.h> offers; a default whose factory makes nothing is absent). Tests may clear
  * the registry, register their own services, and reset it to the defaults.
  * Every function is thread-safe.
  */

@@ -23,6 +23,12 @@ namespace android {
 
 class GraphicBufferMapper : public Singleton<GraphicBufferMapper> {
 public:
+    enum Version {
+        GRALLOC_2,
+        GRALLOC_3,
+        GRALLOC_4,
+    };
+
     static inline GraphicBufferMapper& get() { return getInstance(); }
 
     // Makes rawHandle (one made by the allocator, in this or another
@@ -35,13 +41,18 @@ public:
 
     // The start of the buffer, any format. usage must name CPU access
     // (0xF reading, 0xF0 writing) that the buffer was allocated with, and
-    // bounds must lie within the buffer; BAD_VALUE otherwise.
+    // bounds must lie within the buffer; BAD_VALUE otherwise. Bytes per
+    // pixel and per row are -1 over mapper 2.x, the first plane's over 3.0,
+    // and over 4.0 those all planes share (-1 when they differ).
     status_t lock(buffer_handle_t handle, uint32_t usage, const Rect& bounds, void** vaddr,
                   int32_t* outBytesPerPixel = nullptr, int32_t* outBytesPerStride = nullptr);
     // Luma and chroma of a YCbCr buffer; BAD_VALUE for a format without chroma.
     status_t lockYCbCr(buffer_handle_t handle, uint32_t usage, const Rect& bounds,
                        android_ycbcr* ycbcr);
     status_t unlock(buffer_handle_t handle);
+
+    // The mapper version this process's gralloc goes through.
+    Version getMapperVersion() const;
 
 private:
     friend class Singleton<GraphicBufferMapper>;

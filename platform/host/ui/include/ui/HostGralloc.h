@@ -20,6 +20,12 @@
  *   Y8                  A(w) x h
  *   BLOB (0x21)         w x 1
  *
+ * The mapper version the host offers, 2, 3 or 4, is TAMO_HOST_MAPPER's
+ * (default 4): the host service registry's default mapper is of that
+ * version only, and libui answers as it does over that version (on 2.x no
+ * bytes per pixel or per stride from lock(); on 4.0 those of the plane
+ * layouts, -1 when the planes differ).
+ *
  * Every function is thread-safe.
  */
 #pragma once
@@ -28,6 +34,7 @@
 #include <cstdint>
 
 #include <cutils/native_handle.h>
+#include <ui/Rect.h>
 #include <utils/Errors.h>
 
 namespace android {
@@ -40,6 +47,31 @@ public:
     // allocated may be freed through either path.
     static status_t importBuffer(buffer_handle_t rawHandle, buffer_handle_t* outHandle);
     static status_t freeBuffer(buffer_handle_t handle);
+
+    // A locked buffer as the gralloc lays it out (see the table above).
+    struct CpuAccess {
+        uint8_t* base = nullptr;
+        uint32_t stride = 0;       // bytes per row of the first plane
+        int32_t bitsPerSample = 0; // of the first plane: 10 and 12 for packed RAW
+        bool ycbcr = false;        // chroma below, YCbCr formats only
+        uint8_t* cb = nullptr;
+        uint8_t* cr = nullptr;
+        uint32_t chromaStride = 0;
+        uint32_t chromaStep = 0;
+    };
+    // For the mapper service: CPU access, counted as libui's locks are.
+    // BAD_VALUE for usage without CPU bits or bits the buffer lacks, bounds
+    // outside it, or ycbcr for a format without chroma.
+    static status_t lock(buffer_handle_t handle, uint64_t usage, const Rect& bounds, bool ycbcr,
+                         CpuAccess* out);
+    static status_t unlock(buffer_handle_t handle);
+
+    // The mapper version offered (TAMO_HOST_MAPPER, read once; 4 when it
+    // is unset or not 2, 3 or 4, with a warning for the latter).
+    static int mapperVersion();
+    // For tests: offer another version from now on; reset the service
+    // registry for its default mapper to follow.
+    static void setMapperVersion(int version);
 
     // For tests: the next count allocations fail with NO_MEMORY.
     static void failNextAllocations(uint32_t count);

@@ -20,6 +20,16 @@ enum class Error : int32_t {
     UNSUPPORTED = 7,
 };
 
+// Where lockYCbCr() found the planes; strides and step in bytes.
+struct YCbCrLayout final {
+    void* y;
+    void* cb;
+    void* cr;
+    uint32_t yStride;
+    uint32_t cStride;
+    uint32_t chromaStep;
+};
+
 } // namespace V2_0
 } // namespace mapper
 } // namespace graphics
