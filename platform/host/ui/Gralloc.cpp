@@ -379,6 +379,10 @@ namespace {
 HostGralloc::CpuAccess cpuAccessOf(const Buffer& b)
 {
     HostGralloc::CpuAccess access;
+    access.format = b.geometry.format;
+    access.width = b.geometry.width;
+    access.height = b.geometry.height;
+    access.size = b.size;
     access.base = b.base;
     access.stride = b.layout.stride;
     switch (b.geometry.format) {

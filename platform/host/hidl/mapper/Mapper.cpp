@@ -8,6 +8,8 @@
 #include <android/hardware/graphics/mapper/3.0/IMapper.h>
 #include <android/hardware/graphics/mapper/4.0/IMapper.h>
 #include <hidl/HostServiceRegistry.h>
+#include <gralloctypes/Gralloc4.h>
+#include <system/graphics.h>
 #include <ui/HostGralloc.h>
 
 namespace android {
@@ -139,6 +141,63 @@ Rect boundsOf(const MapperRect& r)
     return Rect(r.left, r.top, r.left + r.width, r.top + r.height);
 }
 
+using aidl::android::hardware::graphics::common::ExtendableType;
+using aidl::android::hardware::graphics::common::PlaneLayout;
+
+// The host gralloc's planes (<ui/HostGralloc.h>) as 4.0 plane layouts.
+std::vector<PlaneLayout> planeLayoutsOf(const HostGralloc::CpuAccess& a)
+{
+    using Component = std::pair<ExtendableType, int64_t>; // type, offset in bits
+    auto plane = [&a](int64_t offset, int64_t bits, int64_t stride, int64_t w, int64_t h,
+                      int64_t subsampleX, int64_t subsampleY, std::vector<Component> parts,
+                      int64_t componentBits) {
+        PlaneLayout p;
+        for (auto& [type, at] : parts)
+            p.components.push_back({type, at, componentBits});
+        p.offsetInBytes = offset;
+        p.sampleIncrementInBits = bits;
+        p.strideInBytes = stride;
+        p.widthInSamples = w;
+        p.heightInSamples = h;
+        p.totalSizeInBytes = stride * h;
+        p.horizontalSubsampling = subsampleX;
+        p.verticalSubsampling = subsampleY;
+        (void)a;
+        return p;
+    };
+    const int64_t w = a.width, h = a.height, stride = a.stride;
+    const int64_t cw = (w + 1) / 2, ch = (h + 1) / 2;
+    const int64_t cb = a.cb - a.base, cr = a.cr - a.base, cstride = a.chromaStride;
+    using namespace gralloc4;
+    switch (a.format) {
+    case HAL_PIXEL_FORMAT_YCBCR_422_SP:
+    case HAL_PIXEL_FORMAT_YCRCB_420_SP:
+    case HAL_PIXEL_FORMAT_YCBCR_420_888: {
+        const int64_t rows = a.format == HAL_PIXEL_FORMAT_YCBCR_422_SP ? h : ch;
+        const int64_t first = std::min(cb, cr);
+        return {plane(0, 8, stride, w, h, 1, 1, {{PlaneLayoutComponentType_Y, 0}}, 8),
+                plane(first, 16, cstride, cw, rows, 2, rows == h ? 1 : 2,
+                      {{PlaneLayoutComponentType_CB, 8 * (cb - first)},
+                       {PlaneLayoutComponentType_CR, 8 * (cr - first)}}, 8)};
+    }
+    case HAL_PIXEL_FORMAT_YV12:
+        return {plane(0, 8, stride, w, h, 1, 1, {{PlaneLayoutComponentType_Y, 0}}, 8),
+                plane(cr, 8, cstride, cw, ch, 2, 2, {{PlaneLayoutComponentType_CR, 0}}, 8),
+                plane(cb, 8, cstride, cw, ch, 2, 2, {{PlaneLayoutComponentType_CB, 0}}, 8)};
+    case HAL_PIXEL_FORMAT_YCBCR_422_I:
+        return {plane(0, 16, stride, w, h, 1, 1,
+                      {{PlaneLayoutComponentType_Y, 0}, {PlaneLayoutComponentType_CB, 8},
+                       {PlaneLayoutComponentType_CR, 24}}, 8)};
+    case HAL_PIXEL_FORMAT_Y8:
+    case HAL_PIXEL_FORMAT_Y16:
+        return {plane(0, a.bitsPerSample, stride, w, h, 1, 1, {{PlaneLayoutComponentType_Y, 0}},
+                      a.bitsPerSample)};
+    default: // RAW10, RAW12, RAW16 and BLOB: samples the gralloc does not interpret
+        return {plane(0, a.bitsPerSample, stride, w, h, 1, 1, {{PlaneLayoutComponentType_RAW, 0}},
+                      a.bitsPerSample)};
+    }
+}
+
 // The in-process mapper of one version: libui's gralloc implementation, so
 // that a handle imported here locks through GraphicBufferMapper and a handle
 // allocated there is freed here.
@@ -253,17 +312,36 @@ public:
         return Void();
     }
 
-    // No buffer metadata is kept yet: plane layouts are not encoded, so
-    // callers fall back to what lock() and their own knowledge give.
-    Return<void> get(void*, const MetadataType&, get_cb cb) override
+    // The plane layouts only: what a CPU reader needs.
+    Return<void> get(void* buffer, const MetadataType& type, get_cb cb) override
     {
-        cb(V4_0::Error::UNSUPPORTED, hidl_vec<uint8_t>());
+        if (type.name != gralloc4::MetadataType_PlaneLayouts.name ||
+            type.value != gralloc4::MetadataType_PlaneLayouts.value) {
+            cb(V4_0::Error::UNSUPPORTED, hidl_vec<uint8_t>());
+            return Void();
+        }
+        // Locked and unlocked at once: the layout, not access, is asked for.
+        HostGralloc::CpuAccess a;
+        const Rect corner{0, 0, 1, 1};
+        V4_0::Error error = lockBuffer(buffer, kCpuRead, corner, false, &a);
+        if (error == V4_0::Error::BAD_VALUE)
+            error = lockBuffer(buffer, kCpuWrite, corner, false, &a);
+        if (error != V4_0::Error::NONE) {
+            cb(V4_0::Error::BAD_BUFFER, hidl_vec<uint8_t>());
+            return Void();
+        }
+        HostGralloc::unlock(static_cast<buffer_handle_t>(buffer));
+        hidl_vec<uint8_t> encoded;
+        gralloc4::encodePlaneLayouts(planeLayoutsOf(a), &encoded);
+        cb(V4_0::Error::NONE, encoded);
         return Void();
     }
+
+private:
+    static constexpr uint64_t kCpuRead = 0x3;
+    static constexpr uint64_t kCpuWrite = 0x30;
 };
 
-// Only the version the host offers is there, as on a device with one
-// mapper implementation.
 template <typename IMapper, typename Mapper, int version>
 void offerDefault()
 {

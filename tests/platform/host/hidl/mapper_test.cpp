@@ -3,6 +3,7 @@
 #include <android/hardware/graphics/mapper/2.0/IMapper.h>
 #include <android/hardware/graphics/mapper/3.0/IMapper.h>
 #include <android/hardware/graphics/mapper/4.0/IMapper.h>
+#include <gralloctypes/Gralloc4.h>
 #include <ui/GraphicBufferAllocator.h>
 #include <ui/GraphicBufferMapper.h>
 
@@ -38,6 +39,7 @@ struct Written {
     buffer_handle_t handle = nullptr;
     std::vector<uint8_t> head;
     ptrdiff_t cb = 0, cr = 0;
+    int64_t stride = 0; // bytes per row of the first plane
 };
 
 Written allocateAndWrite(const Format& f)
@@ -48,7 +50,10 @@ Written allocateAndWrite(const Format& f)
     EXPECT_EQ(GraphicBufferAllocator::get().allocate(kWidth, height, f.code, 1, kRead | kWrite, &w.handle,
                                                      &stride, "mapper_test"), NO_ERROR);
     void* va = nullptr;
-    EXPECT_EQ(GraphicBufferMapper::get().lock(w.handle, kWrite, Rect(kWidth, height), &va), NO_ERROR);
+    int32_t bytesPerPixel = 0, bytesPerStride = 0;
+    EXPECT_EQ(GraphicBufferMapper::get().lock(w.handle, kWrite, Rect(kWidth, height), &va, &bytesPerPixel,
+                                              &bytesPerStride), NO_ERROR);
+    w.stride = bytesPerStride;
     for (uint8_t i = 0; i < 64; i++)
         w.head.push_back(static_cast<uint8_t>(i * 37 + f.code));
     std::memcpy(va, w.head.data(), w.head.size());
@@ -57,6 +62,7 @@ Written allocateAndWrite(const Format& f)
         EXPECT_EQ(GraphicBufferMapper::get().lockYCbCr(w.handle, kRead, Rect(kWidth, height), &ycbcr), NO_ERROR);
         w.cb = static_cast<uint8_t*>(ycbcr.cb) - static_cast<uint8_t*>(ycbcr.y);
         w.cr = static_cast<uint8_t*>(ycbcr.cr) - static_cast<uint8_t*>(ycbcr.y);
+        w.stride = static_cast<int64_t>(ycbcr.ystride);
         GraphicBufferMapper::get().unlock(w.handle);
     }
     GraphicBufferMapper::get().unlock(w.handle);
@@ -99,6 +105,36 @@ void readBack(const Format& f, const Written& w)
     }
     ASSERT_NE(data, nullptr);
     EXPECT_EQ(std::vector<uint8_t>(data, data + w.head.size()), w.head);
+    if constexpr (!hasYCbCr) {
+        // 4.0 tells where the planes lie through the buffer's metadata.
+        hidl_vec<uint8_t> encoded;
+        EXPECT_TRUE(mapper->get(buffer, gralloc4::MetadataType_PlaneLayouts, [&](Error e, const hidl_vec<uint8_t>& bytes) {
+            EXPECT_EQ(e, Error::NONE);
+            encoded = bytes;
+        }).isOk());
+        std::vector<aidl::android::hardware::graphics::common::PlaneLayout> planes;
+        ASSERT_EQ(gralloc4::decodePlaneLayouts(encoded, &planes), NO_ERROR);
+        ASSERT_FALSE(planes.empty());
+        EXPECT_EQ(std::make_pair(planes[0].offsetInBytes, planes[0].strideInBytes), std::make_pair(int64_t{0}, w.stride));
+        ptrdiff_t cb = 0, cr = 0;
+        for (const auto& plane : planes)
+            for (const auto& component : plane.components) {
+                if (component.type == gralloc4::PlaneLayoutComponentType_CB)
+                    cb = plane.offsetInBytes + component.offsetInBits / 8;
+                if (component.type == gralloc4::PlaneLayoutComponentType_CR)
+                    cr = plane.offsetInBytes + component.offsetInBits / 8;
+            }
+        EXPECT_EQ(std::make_pair(cb, cr), std::make_pair(w.cb, w.cr));
+        // What is not a whole encoding of plane layouts is refused.
+        hidl_vec<uint8_t> cut(encoded.begin(), encoded.end() - 1);
+        hidl_vec<uint8_t> other = encoded;
+        other[8] = 'X'; // the metadata type's name
+        EXPECT_EQ(std::make_pair(gralloc4::decodePlaneLayouts(cut, &planes), gralloc4::decodePlaneLayouts(other, &planes)),
+                  std::make_pair(status_t{BAD_VALUE}, status_t{BAD_VALUE}));
+        EXPECT_TRUE(mapper->get(buffer, {"vendor.metadata", 1}, [](Error e, const hidl_vec<uint8_t>& bytes) {
+            EXPECT_TRUE(e == Error::UNSUPPORTED && bytes.size() == 0);
+        }).isOk());
+    }
     EXPECT_TRUE(mapper->unlock(buffer, [](Error e, const hidl_handle& fence) {
         EXPECT_TRUE(e == Error::NONE && fence.getNativeHandle() == nullptr);
     }).isOk());

@@ -50,6 +50,10 @@ public:
 
     // A locked buffer as the gralloc lays it out (see the table above).
     struct CpuAccess {
+        int32_t format = 0;
+        uint32_t width = 0;
+        uint32_t height = 0;
+        size_t size = 0; // bytes, every plane
         uint8_t* base = nullptr;
         uint32_t stride = 0;       // bytes per row of the first plane
         int32_t bitsPerSample = 0; // of the first plane: 10 and 12 for packed RAW
