@@ -234,7 +234,11 @@ int diffMetadata(const std::string& pathA, const std::string& pathB)
 void addMetaCommand(CLI::App& app, Runner& runner)
 {
     CLI::App* meta = app.add_subcommand("meta", "Camera metadata buffers in files");
-    meta->require_subcommand(1);
+    meta->require_subcommand(0, 1);
+    meta->callback([&runner, meta] {
+        if (meta->get_subcommands().empty())
+            runner = [meta] { return usage(*meta); };
+    });
 
     auto dumpPath = std::make_shared<std::string>();
     auto dumpJson = std::make_shared<bool>(false);

@@ -45,10 +45,12 @@ protected:
     TamoTool() { fs::create_directories(dir); }
     ~TamoTool() override { fs::remove_all(dir); }
 
-    Outcome tamo(const std::string& args)
+    // `shell` goes before the tool: a limit, an environment variable.
+    Outcome tamo(const std::string& args, const std::string& shell = "")
     {
         // A pool that never gets its buffers back blocks for ever: bound the wait.
-        const std::string command = "cd " + dir.string() + " && timeout 300 " TAMO_TOOL " " + args + " >out 2>err";
+        const std::string command =
+            "cd " + dir.string() + " && " + shell + " timeout 300 " TAMO_TOOL " " + args + " >out 2>err";
         const int raw = std::system(command.c_str());
         return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, slurp("out"), slurp("err")};
     }
@@ -249,6 +251,43 @@ TEST_F(TamoTool, MetaRoundTripsThroughJsonDiffsAndRefusesWithOneLine)
     EXPECT_EQ(skipped.status, 0);
     EXPECT_EQ(skipped.err, "tamo: warning: wrong.json: [0].android.lens.facin: no such tag, skipped\n");
     EXPECT_EQ(fs::file_size(dir / "empty.meta"), 48u);
+}
+
+// A Unix tool's conventions: 2 for a usage error with the help that was
+// missed, --version, and a word about what is not understood.
+TEST_F(TamoTool, UsageErrorsExitTwoAndSayWhatIsAccepted)
+{
+    const struct {
+        std::string args;
+        std::vector<std::string> said;
+    } usage[] = {
+        {"", {"session", "tags", "meta", "raw2png", "Exit status: 0 done; 1 refused"}},
+        {"meta", {"dump", "make", "diff"}},
+        {"tags --bogus", {"--bogus"}},
+        {"raw2png --format y8 --size 4294967297x1 in out", {"--size: expected WxH, sides 1 to 65535, at most 2^28 pixels"}},
+        {"raw2png --format y8 --size 1x1 --stride 0 in out", {"tamo: --stride: Value 0 not in range 1 to 4294967295 "}},
+    };
+    for (const auto& [args, said] : usage) {
+        Outcome run = tamo(args);
+        EXPECT_EQ(run.status, 2) << args;
+        EXPECT_EQ(run.out, "") << args;
+        for (const std::string& text : said)
+            EXPECT_THAT(run.err, HasSubstr(text)) << args;
+    }
+
+    Outcome version = tamo("--version");
+    EXPECT_EQ(version.status, 0);
+    EXPECT_EQ(version.out, "tamo (libtamo_utils) " TAMO_UTILS_VERSION "\n");
+
+    Outcome loud = tamo("tags", "TAMO_LOG_LEVEL=loud");
+    EXPECT_EQ(loud.status, 0);
+    EXPECT_EQ(loud.err, "tamo: warning: TAMO_LOG_LEVEL=loud is not 0 (errors), 1 (warnings), 2 (information) "
+                        "or 3 (verbose); using 1\n");
+
+    // A listing that standard output cannot take is trouble, said once.
+    Outcome cut = tamo("tags", "ulimit -f 1 &&");
+    EXPECT_EQ(cut.status, 2);
+    EXPECT_EQ(cut.err, "tamo: standard output: File too large\n");
 }
 
 } // namespace
