@@ -12,6 +12,7 @@
 #include "Files.h"
 #include "Frame.h"
 #include "Png.h"
+#include "Progress.h"
 
 namespace tamo::tool {
 
@@ -68,6 +69,8 @@ int convert(const Raw2PngOptions& options)
     const uint64_t needed = last.offset + uint64_t{last.stride} * last.scanlines;
 
     std::string error;
+    if (!notAnInput(options.output, {options.input}, error))
+        return fail("{}", error);
     const std::optional<uintmax_t> size = fileSize(options.input, error);
     if (!size)
         return fail("{}", error);
@@ -82,12 +85,22 @@ int convert(const Raw2PngOptions& options)
     for (const PlaneGeometry& plane : geometry)
         frame.planes.push_back({bytes.data() + plane.offset, plane.stride, plane.scanlines});
 
-    const std::optional<Image> image = toImage(frame, bayer, error);
+    // Converting and compressing each take a pass over the rows; the bar is
+    // gone before anything is said.
+    std::optional<Image> image;
+    bool written = false;
+    {
+        Progress progress(uint64_t{height} * 2);
+        image = toImage(frame, bayer, error, [&progress](uint32_t rows) { progress.update(rows); });
+        written = image && writePng(options.output, *image, error, [&progress, height](uint32_t rows) {
+                      progress.update(uint64_t{height} + rows);
+                  });
+    }
     if (!image)
         return fail("{}: {}", options.input, error);
-    if (!writePng(options.output, *image, error))
-        return fail("{}", error);
-    fmt::print("{}: {}x{} PNG from {} ({})\n", options.output, width, height, options.format,
+    if (!written)
+        return failWith(2, "{}", error);
+    fmt::print(stderr, "{}: {}x{} PNG from {} ({})\n", options.output, width, height, options.format,
                conversionNote(format, bayer));
     return 0;
 }
@@ -122,7 +135,7 @@ void addRaw2PngCommand(CLI::App& app, Runner& runner)
                         "RAW colour filter, or grey for a grey image (default rggb)")
         ->transform(CLI::IsMember({"rggb", "grbg", "gbrg", "bggr", "grey"}, CLI::ignore_case));
     command->add_option("IN", options->input, "Raw dump")->required();
-    command->add_option("OUT", options->output, "PNG to write")->required();
+    command->add_option("OUT", options->output, "PNG to write, or - for standard output")->required();
     command->callback([&runner, options] { runner = [options] { return convert(*options); }; });
 }
 
