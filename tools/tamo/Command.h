@@ -20,7 +20,8 @@ void addTagsCommand(CLI::App& app, Runner& runner);
 void addMetaCommand(CLI::App& app, Runner& runner);
 void addRaw2PngCommand(CLI::App& app, Runner& runner);
 
-// Ends a command: one line on standard error, the given status.
+// Ends a command: one line on standard error, the given status: 1 for a
+// refusal, 2 for trouble.
 template <typename... Args>
 int failWith(int status, fmt::format_string<Args...> format, Args&&... args)
 {
@@ -33,6 +34,14 @@ template <typename... Args>
 int fail(fmt::format_string<Args...> format, Args&&... args)
 {
     return failWith(1, format, std::forward<Args>(args)...);
+}
+
+// A command given without its subcommand: its help on standard error, and
+// the status of a usage error.
+inline int usage(const CLI::App& command)
+{
+    fmt::print(stderr, "{}", command.help());
+    return 2;
 }
 
 } // namespace tamo::tool

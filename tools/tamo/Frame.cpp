@@ -81,7 +81,7 @@ uint8_t clampByte(float v)
     return static_cast<uint8_t>(std::clamp(v + 0.5f, 0.0f, 255.0f));
 }
 
-Image yuvToRgb(const Frame& f)
+Image yuvToRgb(const Frame& f, const RowDone& rowDone)
 {
     const YuvLayout l = yuvLayout(f.format);
     Image image{f.width, f.height, true, std::vector<uint8_t>(size_t{f.width} * f.height * 3)};
@@ -101,6 +101,8 @@ Image yuvToRgb(const Frame& f)
             *out++ = clampByte(Y - 0.344136f * cb - 0.714136f * cr);
             *out++ = clampByte(Y + 1.772f * cb);
         }
+        if (rowDone)
+            rowDone(y + 1);
     }
     return image;
 }
@@ -123,7 +125,7 @@ uint16_t sampleAt(const Plane& p, uint32_t format, uint32_t x, uint32_t y)
     }
 }
 
-Image samplesToImage(const Frame& f, Bayer bayer)
+Image samplesToImage(const Frame& f, Bayer bayer, const RowDone& rowDone)
 {
     const size_t w = f.width;
     const size_t h = f.height;
@@ -138,9 +140,12 @@ Image samplesToImage(const Frame& f, Bayer bayer)
 
     if (bayer == Bayer::NONE || !isRawFormat(f.format)) {
         Image image{f.width, f.height, false, std::vector<uint8_t>(w * h)};
-        for (size_t y = 0; y < h; y++)
+        for (size_t y = 0; y < h; y++) {
             for (size_t x = 0; x < w; x++)
                 image.pixels[y * w + x] = level(x, y);
+            if (rowDone)
+                rowDone(static_cast<uint32_t>(y + 1));
+        }
         return image;
     }
 
@@ -165,6 +170,8 @@ Image samplesToImage(const Frame& f, Bayer bayer)
                 for (size_t x = cx; x < std::min(cx + 2, w); x++)
                     std::copy(rgb, rgb + 3, &image.pixels[(y * w + x) * 3]);
         }
+        if (rowDone)
+            rowDone(static_cast<uint32_t>(std::min(cy + 2, h)));
     }
     return image;
 }
@@ -252,7 +259,8 @@ bool checkPlanes(const Frame& frame, std::string& error)
     return true;
 }
 
-std::optional<Image> toImage(const Frame& frame, Bayer bayer, std::string& error)
+std::optional<Image> toImage(const Frame& frame, Bayer bayer, std::string& error,
+                            const RowDone& rowDone)
 {
     if (frame.format == HAL_PIXEL_FORMAT_BLOB) {
         error = "a BLOB holds no pixels";
@@ -274,9 +282,9 @@ std::optional<Image> toImage(const Frame& frame, Bayer bayer, std::string& error
     case HAL_PIXEL_FORMAT_RAW10:
     case HAL_PIXEL_FORMAT_RAW12:
     case HAL_PIXEL_FORMAT_RAW16:
-        return samplesToImage(frame, bayer);
+        return samplesToImage(frame, bayer, rowDone);
     default:
-        return yuvToRgb(frame);
+        return yuvToRgb(frame, rowDone);
     }
 }
 

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -44,6 +45,9 @@ struct Image {
     std::vector<uint8_t> pixels;
 };
 
+// Told how many rows of an image are done, for a progress bar.
+using RowDone = std::function<void(uint32_t rows)>;
+
 // Colour filter of a RAW frame, or none (a grey image).
 enum class Bayer { RGGB, GRBG, GBRG, BGGR, NONE };
 
@@ -74,7 +78,8 @@ bool checkPlanes(const Frame& frame, std::string& error);
  * giving each 2x2 cell its own R, G and B. Planes too small for the frame
  * give nullopt and a reason.
  */
-std::optional<Image> toImage(const Frame& frame, Bayer bayer, std::string& error);
+std::optional<Image> toImage(const Frame& frame, Bayer bayer, std::string& error,
+                            const RowDone& rowDone = nullptr);
 
 // One line saying what toImage() does with a format.
 std::string conversionNote(uint32_t format, Bayer bayer);

@@ -68,9 +68,9 @@ int dumpMetadata(const std::string& path, bool json)
 int writePacket(const std::string& path, const camera_metadata_t* packet, const std::string& source)
 {
     std::string error;
-    if (!writeFile(path, packet, get_camera_metadata_size(packet), error))
-        return fail("{}", error);
-    fmt::print("{}: {}, {} bytes, {} entries\n", path, source, get_camera_metadata_size(packet),
+    if (!writeFile(path, {{packet, get_camera_metadata_size(packet)}}, error))
+        return failWith(2, "{}", error);
+    fmt::print(stderr, "{}: {}, {} bytes, {} entries\n", path, source, get_camera_metadata_size(packet),
                get_camera_metadata_entry_count(packet));
     return 0;
 }
@@ -111,6 +111,8 @@ struct JsonMake {
 int makeFromJson(const JsonMake& make)
 {
     std::string error;
+    if (!notAnInput(make.out, {make.json}, error))
+        return fail("{}", error);
     const std::optional<uintmax_t> size = fileSize(make.json, error);
     std::string text(size.value_or(0), '\0');
     if (!size || !readFile(make.json, text.data(), text.size(), error))
@@ -234,7 +236,11 @@ int diffMetadata(const std::string& pathA, const std::string& pathB)
 void addMetaCommand(CLI::App& app, Runner& runner)
 {
     CLI::App* meta = app.add_subcommand("meta", "Camera metadata buffers in files");
-    meta->require_subcommand(1);
+    meta->require_subcommand(0, 1);
+    meta->callback([&runner, meta] {
+        if (meta->get_subcommands().empty())
+            runner = [meta] { return usage(*meta); };
+    });
 
     auto dumpPath = std::make_shared<std::string>();
     auto dumpJson = std::make_shared<bool>(false);
@@ -260,7 +266,7 @@ void addMetaCommand(CLI::App& app, Runner& runner)
         ->needs(fromJson);
     make->add_flag("--skip-unknown", json->skipUnknown, "Warn about unknown tag names instead of failing")
         ->needs(fromJson);
-    make->add_option("FILE", json->out, "Output file")->required();
+    make->add_option("FILE", json->out, "Output file, or - for standard output")->required();
     make->callback([&runner, cameraId, json, fromJson] {
         if (fromJson->count() != 0)
             runner = [json] { return makeFromJson(*json); };

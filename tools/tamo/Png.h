@@ -7,6 +7,7 @@
 namespace tamo::tool {
 
 // Writes an 8-bit RGB or grey PNG; false with a reason on failure.
-bool writePng(const std::string& path, const Image& image, std::string& error);
+bool writePng(const std::string& path, const Image& image, std::string& error,
+              const RowDone& rowDone = nullptr);
 
 } // namespace tamo::tool

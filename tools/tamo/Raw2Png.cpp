@@ -2,7 +2,7 @@
  * tamo raw2png: a raw frame dump (as ImageBuffer::saveToFile writes one)
  * made into a PNG a person can look at.
  */
-#include <cstdio>
+#include <charconv>
 #include <map>
 #include <memory>
 #include <string>
@@ -12,6 +12,7 @@
 #include "Files.h"
 #include "Frame.h"
 #include "Png.h"
+#include "Progress.h"
 
 namespace tamo::tool {
 
@@ -29,13 +30,21 @@ struct Raw2PngOptions {
     std::string output;
 };
 
+const std::string kSizeLimit = "WxH, sides 1 to 65535, at most 2^28 pixels";
+
+// Digits only: no sign, no space, and a number too big is refused, not wrapped.
+bool parseSide(const std::string& text, uint32_t& side)
+{
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, side);
+    return error == std::errc() && stop == end && side >= 1 && side <= kMaxSide;
+}
+
 bool parseSize(const std::string& text, uint32_t& width, uint32_t& height)
 {
-    char extra = 0;
-    if (std::sscanf(text.c_str(), "%ux%u%c", &width, &height, &extra) != 2)
-        return false;
-    return width >= 1 && height >= 1 && width <= kMaxSide && height <= kMaxSide &&
-           uint64_t{width} * height <= kMaxPixels;
+    const size_t x = text.find('x');
+    return x != std::string::npos && parseSide(text.substr(0, x), width) &&
+           parseSide(text.substr(x + 1), height) && uint64_t{width} * height <= kMaxPixels;
 }
 
 Bayer bayerNamed(const std::string& name)
@@ -60,6 +69,8 @@ int convert(const Raw2PngOptions& options)
     const uint64_t needed = last.offset + uint64_t{last.stride} * last.scanlines;
 
     std::string error;
+    if (!notAnInput(options.output, {options.input}, error))
+        return fail("{}", error);
     const std::optional<uintmax_t> size = fileSize(options.input, error);
     if (!size)
         return fail("{}", error);
@@ -74,12 +85,22 @@ int convert(const Raw2PngOptions& options)
     for (const PlaneGeometry& plane : geometry)
         frame.planes.push_back({bytes.data() + plane.offset, plane.stride, plane.scanlines});
 
-    const std::optional<Image> image = toImage(frame, bayer, error);
+    // Converting and compressing each take a pass over the rows; the bar is
+    // gone before anything is said.
+    std::optional<Image> image;
+    bool written = false;
+    {
+        Progress progress(uint64_t{height} * 2);
+        image = toImage(frame, bayer, error, [&progress](uint32_t rows) { progress.update(rows); });
+        written = image && writePng(options.output, *image, error, [&progress, height](uint32_t rows) {
+                      progress.update(uint64_t{height} + rows);
+                  });
+    }
     if (!image)
         return fail("{}: {}", options.input, error);
-    if (!writePng(options.output, *image, error))
-        return fail("{}", error);
-    fmt::print("{}: {}x{} PNG from {} ({})\n", options.output, width, height, options.format,
+    if (!written)
+        return failWith(2, "{}", error);
+    fmt::print(stderr, "{}: {}x{} PNG from {} ({})\n", options.output, width, height, options.format,
                conversionNote(format, bayer));
     return 0;
 }
@@ -104,18 +125,17 @@ void addRaw2PngCommand(CLI::App& app, Runner& runner)
         ->check([](const std::string& text) {
             uint32_t width = 0;
             uint32_t height = 0;
-            return parseSize(text, width, height) ? std::string()
-                                                  : "expected WxH within 65535x65535, not " + text;
+            return parseSize(text, width, height) ? std::string() : "expected " + kSizeLimit + ", not " + text;
         });
     command->add_option("--stride", options->stride,
                         "Bytes per row of the first plane (default: as the host allocator "
                         "lays the format out)")
-        ->check(CLI::PositiveNumber);
+        ->check(CLI::Range(uint32_t{1}, UINT32_MAX));
     command->add_option("--bayer", options->bayer,
                         "RAW colour filter, or grey for a grey image (default rggb)")
         ->transform(CLI::IsMember({"rggb", "grbg", "gbrg", "bggr", "grey"}, CLI::ignore_case));
     command->add_option("IN", options->input, "Raw dump")->required();
-    command->add_option("OUT", options->output, "PNG to write")->required();
+    command->add_option("OUT", options->output, "PNG to write, or - for standard output")->required();
     command->callback([&runner, options] { runner = [options] { return convert(*options); }; });
 }
 

@@ -28,6 +28,7 @@
 
 #include "Camera.h"
 #include "Command.h"
+#include "Files.h"
 #include "Frame.h"
 #include "Pattern.h"
 #include "Png.h"
@@ -193,7 +194,7 @@ private:
     bool addResults(uint32_t number);
     bool submit(uint32_t number);
     bool render(Request& request, Clock::duration& own);
-    bool saveFrame(StreamBuffer& stream, ImageBuffer& image, const Frame& frame);
+    bool saveFrame(StreamBuffer& stream, const Frame& frame);
     bool complete();
     void printSummary();
 
@@ -398,7 +399,7 @@ bool CaptureSession::render(Request& request, Clock::duration& own)
                   failed("request {}: {}: {}", request.number, stream->getInfo(), error);
         if (ok)
             pattern.draw(image.get(), frame, request.number);
-        ok = ok && (!last || options.saveDir.empty() || saveFrame(*stream, *image, frame));
+        ok = ok && (!last || options.saveDir.empty() || saveFrame(*stream, frame));
         own += Clock::now() - start;
 
         image->unlock("pipeline");
@@ -409,7 +410,7 @@ bool CaptureSession::render(Request& request, Clock::duration& own)
     return true;
 }
 
-bool CaptureSession::saveFrame(StreamBuffer& stream, ImageBuffer& image, const Frame& frame)
+bool CaptureSession::saveFrame(StreamBuffer& stream, const Frame& frame)
 {
     const auto& info = *stream.getStreamInfo();
     const std::string format = ImageBufferUtils::getFormatString(info.format);
@@ -417,13 +418,18 @@ bool CaptureSession::saveFrame(StreamBuffer& stream, ImageBuffer& image, const F
                               fmt::format("{}_{}x{}_{}", kStreamKinds[info.streamId - 1].name,
                                           info.width, info.height, format))
                                  .string();
-    if (!image.saveToFile(base + ".raw"))
-        return failed("{}.raw not written", base);
+    // Laid out as ImageBuffer::saveToFile lays a dump out, but written all
+    // or nothing.
+    std::vector<Bytes> planes;
+    for (const Plane& plane : frame.planes)
+        planes.push_back({plane.data, size_t{plane.stride} * plane.scanlines});
+    std::string error;
+    if (!writeFile(base + ".raw", planes, error))
+        return failed("{}", error);
     saved.push_back(base + ".raw");
     if (info.format == HAL_PIXEL_FORMAT_BLOB)
         return true;
 
-    std::string error;
     std::optional<Image> picture = toImage(frame, Bayer::RGGB, error);
     if (!picture || !writePng(base + ".png", *picture, error))
         return failed("{}", error);
@@ -491,14 +497,14 @@ void CaptureSession::printSummary()
 
 int CaptureSession::run()
 {
-    if (!options.saveDir.empty()) {
-        std::error_code error;
-        std::filesystem::create_directories(options.saveDir, error);
-        if (error)
-            return fail("{}: {}", options.saveDir, error.message());
-    }
-    if (!readCamera() || !configure() || !makePools())
+    // Found out before the first request, not after the last.
+    std::string error;
+    if (!options.saveDir.empty() && !writableDirectory(options.saveDir, error))
+        return failWith(2, "{}", error);
+    if (!readCamera() || !configure())
         return fail("{}", failure);
+    if (!makePools())
+        return failWith(2, "{}", failure);
 
     bool ok = true;
     {
@@ -511,7 +517,7 @@ int CaptureSession::run()
             ok = complete();
     }
     if (!ok)
-        return fail("{}", failure);
+        return failWith(2, "{}", failure);
     printSummary();
     return 0;
 }

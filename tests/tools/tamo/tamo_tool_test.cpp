@@ -3,12 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -45,10 +47,12 @@ protected:
     TamoTool() { fs::create_directories(dir); }
     ~TamoTool() override { fs::remove_all(dir); }
 
-    Outcome tamo(const std::string& args)
+    // `shell` goes before the tool: a limit, an environment variable.
+    Outcome tamo(const std::string& args, const std::string& shell = "")
     {
         // A pool that never gets its buffers back blocks for ever: bound the wait.
-        const std::string command = "cd " + dir.string() + " && timeout 300 " TAMO_TOOL " " + args + " >out 2>err";
+        const std::string command =
+            "cd " + dir.string() + " && " + shell + " timeout 300 " TAMO_TOOL " " + args + " >out 2>err";
         const int raw = std::system(command.c_str());
         return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, slurp("out"), slurp("err")};
     }
@@ -123,6 +127,17 @@ TEST_F(TamoTool, SessionHandsEveryBufferBackAndSavesTheLastFrames)
     ASSERT_EQ(tamo("raw2png --format ycbcr_420_888 --size 1920x1080 preview_1920x1080_YCBCR_420_888.raw again.png")
                       .status, 0);
     EXPECT_EQ(decode("again.png").rgb, decode("preview_1920x1080_YCBCR_420_888.png").rgb);
+
+    // On a terminal, work past a second shows a bar of its rows, converted
+    // then compressed; a machine that is done sooner has nothing to show.
+    const std::string onTerminal = "cd " + dir.string() + " && script -qec '" TAMO_TOOL
+                                   " raw2png --format raw16 --size 4000x3000 raw_4000x3000_raw16.raw raw.png' "
+                                   "/dev/null >tty";
+    const auto start = std::chrono::steady_clock::now();
+    ASSERT_EQ(std::system(onTerminal.c_str()), 0);
+    if (std::chrono::steady_clock::now() - start > std::chrono::milliseconds(1500)) {
+        EXPECT_THAT(slurp("tty"), HasSubstr("/6000\r"));
+    }
 }
 
 TEST_F(TamoTool, TagsListsPlatformThenFrameworkTags)
@@ -247,8 +262,101 @@ TEST_F(TamoTool, MetaRoundTripsThroughJsonDiffsAndRefusesWithOneLine)
 
     Outcome skipped = tamo("meta make --from-json wrong.json --skip-unknown empty.meta");
     EXPECT_EQ(skipped.status, 0);
-    EXPECT_EQ(skipped.err, "tamo: warning: wrong.json: [0].android.lens.facin: no such tag, skipped\n");
+    EXPECT_EQ(skipped.err, "tamo: warning: wrong.json: [0].android.lens.facin: no such tag, skipped\n"
+                           "empty.meta: wrong.json[0], 48 bytes, 0 entries\n");
     EXPECT_EQ(fs::file_size(dir / "empty.meta"), 48u);
+}
+
+// One write path for every output: a failed write leaves the target as it
+// was and no temporary beside it; a link is followed, a device is written in
+// place and stays; an output that is an input is refused before any reading.
+TEST_F(TamoTool, OutputsAreWholeOrAsTheyWereAndNeverAnotherFile)
+{
+    std::string noise(64 * 64, '\0'); // a PNG of it outgrows a one-block size limit
+    std::mt19937 random(26);
+    for (char& byte : noise)
+        byte = static_cast<char>(random());
+    write("noise.y8", noise);
+    write("old.meta", "old");
+    write("old.png", "old");
+    fs::create_symlink("old.png", dir / "link.png");
+    fs::create_symlink("/dev/full", dir / "full.png");
+    const std::string y8 = "raw2png --format y8 --size 64x64 noise.y8 ";
+    for (const auto& [args, shell] : {std::pair<std::string, std::string>{"meta make --camera 0 old.meta", "ulimit -f 1 &&"},
+                                      {y8 + "link.png", "ulimit -f 1 &&"},
+                                      {y8 + "full.png", ""}}) {
+        Outcome failed = tamo(args, shell);
+        EXPECT_EQ(failed.status, 2) << args;
+        EXPECT_EQ(std::count(failed.err.begin(), failed.err.end(), '\n'), 1) << failed.err;
+    }
+    EXPECT_EQ(slurp("old.meta") + slurp("old.png"), "oldold");
+    EXPECT_EQ(fs::read_symlink(dir / "full.png"), "/dev/full");
+    EXPECT_TRUE(fs::is_character_file("/dev/full"));
+    ASSERT_EQ(tamo(y8 + "link.png").status, 0);
+    EXPECT_EQ(fs::read_symlink(dir / "link.png"), "old.png");
+    EXPECT_EQ(decode("old.png").width, 64u);
+
+    fs::create_hard_link(dir / "noise.y8", dir / "same.y8");
+    write("cam.json", R"({"android.lens.facing": ["BACK"]})");
+    for (const std::string& args : {y8 + "noise.y8", y8 + "same.y8", std::string("meta make --from-json cam.json ./cam.json")}) {
+        Outcome same = tamo(args);
+        EXPECT_EQ(same.status, 1) << args;
+        EXPECT_THAT(same.err, HasSubstr(": the same file as the input "));
+    }
+    EXPECT_EQ(slurp("noise.y8"), noise);
+    EXPECT_EQ(slurp("cam.json").size(), 33u);
+
+    // A stream gets the packet alone; what was done is said on stderr.
+    ASSERT_EQ(tamo("meta make --camera 0 made.meta").status, 0);
+    for (const char* stream : {"/dev/stdout", "-"}) {
+        Outcome streamed = tamo(std::string("meta make --camera 0 ") + stream);
+        EXPECT_EQ(streamed.out, slurp("made.meta")) << stream;
+        EXPECT_EQ(streamed.err, std::string(stream) + ": camera 0 characteristics, 1072 bytes, 11 entries\n");
+    }
+    for (const auto& entry : fs::directory_iterator(dir))
+        EXPECT_NE(entry.path().filename().string()[0], '.') << "left behind: " << entry.path();
+
+    // Found out before the first request, not after the last.
+    Outcome unwritable = tamo("session --requests 10000000 --save-frames /proc", "ulimit -t 10 &&");
+    EXPECT_EQ(unwritable.status, 2);
+    EXPECT_EQ(unwritable.err.rfind("tamo: /proc: ", 0), 0u) << unwritable.err;
+}
+
+// A Unix tool's conventions: 2 for a usage error with the help that was
+// missed, --version, and a word about what is not understood.
+TEST_F(TamoTool, UsageErrorsExitTwoAndSayWhatIsAccepted)
+{
+    const struct {
+        std::string args;
+        std::vector<std::string> said;
+    } usage[] = {
+        {"", {"session", "tags", "meta", "raw2png", "Exit status: 0 done; 1 refused"}},
+        {"meta", {"dump", "make", "diff"}},
+        {"tags --bogus", {"--bogus"}},
+        {"raw2png --format y8 --size 4294967297x1 in out", {"--size: expected WxH, sides 1 to 65535, at most 2^28 pixels"}},
+        {"raw2png --format y8 --size 1x1 --stride 0 in out", {"tamo: --stride: Value 0 not in range 1 to 4294967295 "}},
+    };
+    for (const auto& [args, said] : usage) {
+        Outcome run = tamo(args);
+        EXPECT_EQ(run.status, 2) << args;
+        EXPECT_EQ(run.out, "") << args;
+        for (const std::string& text : said)
+            EXPECT_THAT(run.err, HasSubstr(text)) << args;
+    }
+
+    Outcome version = tamo("--version");
+    EXPECT_EQ(version.status, 0);
+    EXPECT_EQ(version.out, "tamo (libtamo_utils) " TAMO_UTILS_VERSION "\n");
+
+    Outcome loud = tamo("tags", "TAMO_LOG_LEVEL=loud");
+    EXPECT_EQ(loud.status, 0);
+    EXPECT_EQ(loud.err, "tamo: warning: TAMO_LOG_LEVEL=loud is not 0 (errors), 1 (warnings), 2 (information) "
+                        "or 3 (verbose); using 1\n");
+
+    // A listing that standard output cannot take is trouble, said once.
+    Outcome cut = tamo("tags", "ulimit -f 1 &&");
+    EXPECT_EQ(cut.status, 2);
+    EXPECT_EQ(cut.err, "tamo: standard output: File too large\n");
 }
 
 } // namespace
