@@ -194,7 +194,7 @@ private:
     bool addResults(uint32_t number);
     bool submit(uint32_t number);
     bool render(Request& request, Clock::duration& own);
-    bool saveFrame(StreamBuffer& stream, const Frame& frame);
+    bool saveFrame(StreamBuffer& stream, ImageBuffer& image, const Frame& frame);
     bool complete();
     void printSummary();
 
@@ -399,7 +399,7 @@ bool CaptureSession::render(Request& request, Clock::duration& own)
                   failed("request {}: {}: {}", request.number, stream->getInfo(), error);
         if (ok)
             pattern.draw(image.get(), frame, request.number);
-        ok = ok && (!last || options.saveDir.empty() || saveFrame(*stream, frame));
+        ok = ok && (!last || options.saveDir.empty() || saveFrame(*stream, *image, frame));
         own += Clock::now() - start;
 
         image->unlock("pipeline");
@@ -410,7 +410,7 @@ bool CaptureSession::render(Request& request, Clock::duration& own)
     return true;
 }
 
-bool CaptureSession::saveFrame(StreamBuffer& stream, const Frame& frame)
+bool CaptureSession::saveFrame(StreamBuffer& stream, ImageBuffer& image, const Frame& frame)
 {
     const auto& info = *stream.getStreamInfo();
     const std::string format = ImageBufferUtils::getFormatString(info.format);
@@ -418,13 +418,16 @@ bool CaptureSession::saveFrame(StreamBuffer& stream, const Frame& frame)
                               fmt::format("{}_{}x{}_{}", kStreamKinds[info.streamId - 1].name,
                                           info.width, info.height, format))
                                  .string();
-    // Laid out as ImageBuffer::saveToFile lays a dump out, but written all
-    // or nothing.
-    std::vector<Bytes> planes;
-    for (const Plane& plane : frame.planes)
-        planes.push_back({plane.data, size_t{plane.stride} * plane.scanlines});
+    // The library writes the dump, into the file the tool's writer opened
+    // (reached by its descriptor), so the output is still whole or as it was.
     std::string error;
-    if (!writeFile(base + ".raw", planes, error))
+    auto dump = [&image](FILE* file, std::string& reason) {
+        if (image.saveToFile("/proc/self/fd/" + std::to_string(fileno(file))))
+            return true;
+        reason = "not written (the library says why above)";
+        return false;
+    };
+    if (!writeOutput(base + ".raw", dump, error))
         return failed("{}", error);
     saved.push_back(base + ".raw");
     if (info.format == HAL_PIXEL_FORMAT_BLOB)

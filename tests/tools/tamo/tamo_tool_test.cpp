@@ -316,6 +316,15 @@ TEST_F(TamoTool, OutputsAreWholeOrAsTheyWereAndNeverAnotherFile)
     for (const auto& entry : fs::directory_iterator(dir))
         EXPECT_NE(entry.path().filename().string()[0], '.') << "left behind: " << entry.path();
 
+    // A full disk under a saved frame: the library's line, a failure, and
+    // nothing more written.
+    fs::create_directories(dir / "frames");
+    fs::create_symlink("/dev/full", dir / "frames/raw_4000x3000_raw16.raw");
+    Outcome full = tamo("session --requests 2 --streams raw --save-frames frames");
+    EXPECT_NE(full.status, 0);
+    EXPECT_THAT(full.err, HasSubstr("saveToFile() write fail(28) No space left on device"));
+    EXPECT_EQ(std::distance(fs::directory_iterator(dir / "frames"), {}), 1);
+
     // Found out before the first request, not after the last.
     Outcome unwritable = tamo("session --requests 10000000 --save-frames /proc", "ulimit -t 10 &&");
     EXPECT_EQ(unwritable.status, 2);
