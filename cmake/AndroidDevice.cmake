@@ -84,3 +84,64 @@ target_link_libraries(tamo_utils
   PUBLIC android::camera_metadata android::cutils android::utils android::hidlbase
          android::mapper2.0 android::mapper3.0 android::mapper4.0 tamo::platform
   PRIVATE android::ui tamo::log_control ${CMAKE_DL_LIBS} tamo_warnings)
+
+# The same with buffers that have no memory behind them, for tests of what
+# uses image buffers: libui needs a graphics service this userspace lacks.
+if(TAMO_BUILD_TESTS)
+  add_library(tamo_utils_placeholder SHARED ${_srcs})
+  target_compile_definitions(tamo_utils_placeholder PRIVATE TAMO_GRALLOC_PLACEHOLDER=1)
+  target_compile_options(tamo_utils_placeholder PRIVATE -frtti)
+  target_include_directories(tamo_utils_placeholder
+    PUBLIC ${PROJECT_SOURCE_DIR}/include
+    PRIVATE ${PROJECT_SOURCE_DIR}/utils)
+  target_link_libraries(tamo_utils_placeholder
+    PUBLIC android::camera_metadata android::cutils android::utils android::hidlbase
+           android::mapper2.0 android::mapper3.0 android::mapper4.0 tamo::platform
+    PRIVATE android::ui tamo::log_control ${CMAKE_DL_LIBS} tamo_warnings)
+endif()
+
+# The tests that use the library through its public headers, on the
+# platform's own userspace (CMAKE_CROSSCOMPILING_EMULATOR runs them there).
+# googletest is built from Debian's sources for the target.
+if(TAMO_BUILD_TESTS)
+  set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
+  # The platform's libc++ does not export the demangler googletest would use.
+  add_compile_definitions(GTEST_HAS_CXXABI_H_=0)
+  add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+  enable_testing()
+  include(GoogleTest)
+  add_library(tamo_test_emulated_children OBJECT ${PROJECT_SOURCE_DIR}/tests/support/EmulatedChildren.cpp)
+  target_compile_definitions(tamo_test_emulated_children PRIVATE
+    TAMO_TEST_EMULATOR="${CMAKE_CROSSCOMPILING_EMULATOR}")
+  target_link_libraries(tamo_test_emulated_children PRIVATE gtest)
+
+  function(tamo_add_device_test name)
+    cmake_parse_arguments(T "" "UTILS" "SOURCES;LIBS" ${ARGN})
+    if(NOT T_UTILS)
+      set(T_UTILS tamo_utils)
+    endif()
+    list(TRANSFORM T_SOURCES PREPEND ${PROJECT_SOURCE_DIR}/tests/)
+    add_executable(${name} ${T_SOURCES})
+    # Tests reach libcamera_metadata's private header as the camera service does.
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/utils ${PROJECT_SOURCE_DIR}/tests/support
+      ${TAMO_DEVICE_DIR}/aosp-11/system/media/private/camera/include)
+    target_link_libraries(${name} PRIVATE ${T_LIBS} ${T_UTILS} tamo::log_control gmock gtest gtest_main
+                          tamo_test_emulated_children tamo_warnings)
+    # googletest's own temporary folder on Android (/data/local/tmp) is not
+    # there; the library folders run.sh adds hold the framework's libraries.
+    gtest_discover_tests(${name} DISCOVERY_TIMEOUT 300 DISCOVERY_MODE PRE_TEST
+      PROPERTIES TIMEOUT 600 ENVIRONMENT "TEST_TMPDIR=/tmp/;TAMO_ANDROID_LIBS=${CMAKE_BINARY_DIR}")
+  endfunction()
+
+  tamo_add_device_test(device_tamo_log_test SOURCES utils/TamoLog_test.cpp)
+  tamo_add_device_test(device_stream_configuration_test SOURCES utils/StreamConfiguration_test.cpp)
+  tamo_add_device_test(device_stream_buffer_test SOURCES utils/buffer/StreamBuffer_test.cpp
+    UTILS tamo_utils_placeholder)
+  tamo_add_device_test(device_gralloc_placeholder_test SOURCES utils/buffer/GrallocPlaceholder_test.cpp
+    UTILS tamo_utils_placeholder LIBS tamo::platform)
+  tamo_add_device_test(device_metadata_test SOURCES utils/metadata/metadata_test.cpp LIBS tamo::platform)
+  tamo_add_device_test(device_vendor_tag_test SOURCES utils/metadata/vendor_tag_test.cpp
+    LIBS tamo::platform ${CMAKE_DL_LIBS})
+  tamo_add_device_test(device_metadata_stress_test SOURCES utils/metadata/metadata_stress_test.cpp
+    LIBS tamo::platform)
+endif()

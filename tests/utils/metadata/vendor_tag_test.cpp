@@ -9,7 +9,9 @@
 
 #include <gmock/gmock.h>
 
+#if TAMO_CAMERA_METADATA_FAULTS
 #include <camera_metadata_fault.h>
+#endif
 
 #include "MetadataTestUtil.h"
 #include "metadata/VendorTagMgr.h"
@@ -22,7 +24,12 @@ using namespace metadata_test;
 // lacks the installer. Other names always pass through.
 static int g_dlMode = 0;
 
-extern "C" void* dlopen(const char* file, int flags) noexcept
+#ifdef __BIONIC__
+#define TAMO_DLOPEN_NOEXCEPT // bionic declares it without
+#else
+#define TAMO_DLOPEN_NOEXCEPT noexcept
+#endif
+extern "C" void* dlopen(const char* file, int flags) TAMO_DLOPEN_NOEXCEPT
 {
     static auto real = reinterpret_cast<void* (*)(const char*, int)>(dlsym(RTLD_NEXT, "dlopen"));
     if (g_dlMode == 0 || file == nullptr || std::strcmp(file, "libcamera_metadata.so") != 0)
@@ -142,6 +149,9 @@ TEST(VendorTags, ListingAppendsPlatformThenPublishedSectionsAndTheCallbacksServe
 // the same. The child's failures go to its standard error, which the parent shows.
 TEST(VendorTags, FirstListingInstallsTheCallbacksOnceOrSaysWhyNot)
 {
+#ifdef __BIONIC__
+    GTEST_SKIP() << "googletest keeps a child's output under /data/local/tmp, which the emulated userspace lacks";
+#endif
     const std::string why[] = {"",
                                "Error open libcamera_metadata\\.so libcamera_metadata_absent\\.so: cannot open .*",
                                "Error open libcamera_metadata\\.so unknown",
@@ -214,13 +224,18 @@ TEST(StaticMetadata, BuiltOnceUnderTheLockRetriedAfterAFailureAndReadByTheConver
     capture.clear();
     EXPECT_EQ(StaticMetadataUtils::getCameraCharacteristics(31), nullptr);
     environ->own[31].reset(allocate_camera_metadata(1, 0), free_camera_metadata);
+    Lines failures{"0 operator(): updat Characteristics fail"};
+    int platformCalls = 12;
+#if TAMO_CAMERA_METADATA_FAULTS
+    platformCalls++;
     camera_metadata_fail_allocations(1);
     EXPECT_EQ(StaticMetadataUtils::getCameraCharacteristics(31), nullptr);
+    failures.insert(failures.end(), {"0 init: allocate metadata fail, entryCapacity(5), dataSize(800)",
+                                     "0 operator(): updat Characteristics fail"});
+#endif
     EXPECT_NE(StaticMetadataUtils::getCameraCharacteristics(31), nullptr);
-    EXPECT_EQ(environ->staticCalls, 13);
-    EXPECT_EQ(lines(capture), Lines({"0 operator(): updat Characteristics fail",
-                                     "0 init: allocate metadata fail, entryCapacity(5), dataSize(800)",
-                                     "0 operator(): updat Characteristics fail"}));
+    EXPECT_EQ(environ->staticCalls, platformCalls);
+    EXPECT_EQ(lines(capture), failures);
 
     // The converter, on host camera 0: an active array 4000 pixels wide,
     // maximum digital zoom 8.
