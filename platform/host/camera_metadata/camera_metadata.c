@@ -454,10 +454,8 @@ int sort_camera_metadata(camera_metadata_t *dst) {
     return OK;
 }
 
-CAMERA_METADATA_EXPORT
-int get_camera_metadata_ro_entry(const camera_metadata_t *src, size_t index,
-                                 camera_metadata_ro_entry_t *entry) {
-    if (src == NULL || entry == NULL || index >= src->entry_count) return ERROR;
+/* Shared by the getters and find, which would otherwise reach it through the PLT. */
+static void read_entry(const camera_metadata_t *src, size_t index, camera_metadata_ro_entry_t *entry) {
     const packet_entry_t *e = entries_of(src) + index;
     entry->index = index;
     entry->tag = e->tag;
@@ -468,42 +466,69 @@ int get_camera_metadata_ro_entry(const camera_metadata_t *src, size_t index,
     } else {
         entry->data.u8 = e->data.value;
     }
+}
+
+CAMERA_METADATA_EXPORT
+int get_camera_metadata_ro_entry(const camera_metadata_t *src, size_t index,
+                                 camera_metadata_ro_entry_t *entry) {
+    if (src == NULL || entry == NULL || index >= src->entry_count) return ERROR;
+    read_entry(src, index, entry);
     return OK;
+}
+
+static void to_rw_entry(const camera_metadata_ro_entry_t *ro, camera_metadata_entry_t *entry) {
+    entry->index = ro->index;
+    entry->tag = ro->tag;
+    entry->type = ro->type;
+    entry->count = ro->count;
+    entry->data.u8 = (uint8_t *)ro->data.u8;
 }
 
 CAMERA_METADATA_EXPORT
 int get_camera_metadata_entry(camera_metadata_t *src, size_t index,
                               camera_metadata_entry_t *entry) {
-    if (entry == NULL) return ERROR;
+    if (src == NULL || entry == NULL || index >= src->entry_count) return ERROR;
     camera_metadata_ro_entry_t ro;
-    int res = get_camera_metadata_ro_entry(src, index, &ro);
-    if (res != OK) return res;
-    entry->index = ro.index;
-    entry->tag = ro.tag;
-    entry->type = ro.type;
-    entry->count = ro.count;
-    entry->data.u8 = (uint8_t *)ro.data.u8;
+    read_entry(src, index, &ro);
+    to_rw_entry(&ro, entry);
     return OK;
 }
 
-static int find_index(const camera_metadata_t *src, uint32_t tag, size_t *index) {
+/*
+ * Index of the first entry with the tag. A packet flagged sorted is searched
+ * by halves, trusting the flag as the platform does: the probes are those of
+ * the C library's bsearch(), so a packet whose flag is false misses exactly
+ * the tags the platform misses. A match then steps back over equal tags,
+ * which in a sorted packet are its neighbours.
+ */
+static inline __attribute__((always_inline)) int find_index(const camera_metadata_t *src,
+                                                            uint32_t tag, size_t *index) {
     const packet_entry_t *e = entries_of(src);
     size_t n = src->entry_count;
     if (src->flags & FLAG_SORTED) {
-        size_t lo = 0, hi = n;
-        while (lo < hi) {
-            size_t mid = lo + (hi - lo) / 2;
+        size_t lo = 0;
+        while (n != 0) {
+            size_t mid = lo + n / 2;
             if (e[mid].tag < tag) {
                 lo = mid + 1;
+                n = (n - 1) / 2;
+            } else if (e[mid].tag > tag) {
+                n /= 2;
             } else {
-                hi = mid;
+                while (mid > 0 && e[mid - 1].tag == tag) --mid;
+                *index = mid;
+                return OK;
             }
         }
-        if (lo == n || e[lo].tag != tag) return NOT_FOUND;
-        *index = lo;
-        return OK;
+        return NOT_FOUND;
     }
-    for (size_t i = 0; i < n; ++i) {
+    /* Four tags per branch; the first match is then found within the four. */
+    size_t i = 0;
+    while (i + 4 <= n && ((e[i].tag == tag) | (e[i + 1].tag == tag) | (e[i + 2].tag == tag) |
+                          (e[i + 3].tag == tag)) == 0) {
+        i += 4;
+    }
+    for (; i < n; ++i) {
         if (e[i].tag == tag) {
             *index = i;
             return OK;
@@ -519,7 +544,10 @@ int find_camera_metadata_ro_entry(const camera_metadata_t *src, uint32_t tag,
     if (src == NULL) return ERROR;
     size_t index;
     int res = find_index(src, tag, &index);
-    return res != OK ? res : get_camera_metadata_ro_entry(src, index, entry);
+    if (res != OK) return res;
+    if (entry == NULL) return ERROR;
+    read_entry(src, index, entry);
+    return OK;
 }
 
 CAMERA_METADATA_EXPORT
@@ -529,7 +557,12 @@ int find_camera_metadata_entry(camera_metadata_t *src, uint32_t tag,
     if (src == NULL) return ERROR;
     size_t index;
     int res = find_index(src, tag, &index);
-    return res != OK ? res : get_camera_metadata_entry(src, index, entry);
+    if (res != OK) return res;
+    if (entry == NULL) return ERROR;
+    camera_metadata_ro_entry_t ro;
+    read_entry(src, index, &ro);
+    to_rw_entry(&ro, entry);
+    return OK;
 }
 
 CAMERA_METADATA_EXPORT

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -198,6 +199,60 @@ TEST(CameraMetadataEdit, RefusalsAnswerOneAndLeaveThePacketAsItWas) {
     EXPECT_EQ(copy_camera_metadata(nullptr, 0, m.get()), nullptr);
     EXPECT_EQ(get_camera_metadata_size(nullptr), 1u);
     EXPECT_EQ(get_camera_metadata_compact_size(nullptr), 1u);
+}
+
+// Find answers the first of equal tags, in entry order or, in a packet flagged
+// sorted, by halves. A packet flagged sorted that is not is searched the same
+// way, probing as the platform does: it finds the middle tag and misses the
+// tags the halves pass by.
+TEST(CameraMetadataFind, ASortedPacketIsSearchedByHalvesForTheFirstOfEqualTags) {
+    std::vector<uint32_t> byteTags;
+    for (uint32_t s = 0; s < ANDROID_SECTION_COUNT; ++s)
+        for (uint32_t tag = camera_metadata_section_bounds[s][0]; tag < camera_metadata_section_bounds[s][1]; ++tag)
+            if (get_camera_metadata_tag_type(tag) == TYPE_BYTE)
+                byteTags.push_back(tag);
+    ASSERT_GE(byteTags.size(), 42u);
+    for (size_t n : {1, 2, 3, 7, 16, 17, 40}) {
+        // Every other tag, each twice, in a scrambled order; the copy added first holds 1.
+        const size_t distinct = (n + 1) / 2;
+        std::vector<uint32_t> added;
+        for (size_t i = 0; i < n; ++i)
+            added.push_back(byteTags[1 + 2 * ((i * 7) % distinct)]);
+        MetadataPtr m = makeMetadata(n, 0);
+        std::map<uint32_t, uint8_t> copies;
+        for (uint32_t tag : added) {
+            const uint8_t copy = ++copies[tag];
+            ASSERT_EQ(add_camera_metadata_entry(m.get(), tag, &copy, 1), 0);
+        }
+        for (bool sorted : {false, true}) {
+            if (sorted) {
+                ASSERT_EQ(sort_camera_metadata(m.get()), 0);
+                std::stable_sort(added.begin(), added.end());
+            }
+            for (uint32_t tag : {byteTags[0], byteTags[2], byteTags[2 * distinct + 1], 0u, 0xFFFFFFFFu}) {
+                camera_metadata_ro_entry_t e;
+                EXPECT_EQ(find_camera_metadata_ro_entry(m.get(), tag, &e), -ENOENT) << n << " " << tag;
+            }
+            for (uint32_t tag : added) {
+                camera_metadata_entry_t e;
+                ASSERT_EQ(find_camera_metadata_entry(m.get(), tag, &e), 0) << n << " " << tag;
+                EXPECT_EQ(e.index, size_t(std::find(added.begin(), added.end(), tag) - added.begin())) << n;
+                EXPECT_EQ(e.data.u8[0], 1) << n << " " << tag << " sorted " << sorted;
+            }
+        }
+    }
+
+    MetadataPtr m = makeMetadata(3, 0);
+    for (uint32_t tag : {byteTags[2], byteTags[1], byteTags[0]})
+        ASSERT_EQ(add_camera_metadata_entry(m.get(), tag, &kOn, 1), 0);
+    camera_metadata_ro_entry_t e;
+    for (uint32_t flags : {0u, 1u}) {
+        setU32(m.get(), 8, flags);
+        EXPECT_EQ(find_camera_metadata_ro_entry(m.get(), byteTags[1], &e), 0);
+        EXPECT_EQ(e.index, 1u);
+        EXPECT_EQ(find_camera_metadata_ro_entry(m.get(), byteTags[0], &e), flags ? -ENOENT : 0);
+        EXPECT_EQ(find_camera_metadata_ro_entry(m.get(), byteTags[2], &e), flags ? -ENOENT : 0);
+    }
 }
 
 TEST(CameraMetadataValidate, AcceptsWhatFitsItsSizeAndRejectsEveryCorruptField) {
