@@ -100,6 +100,17 @@ static uint8_t *data_of(const camera_metadata_t *m) {
     return (uint8_t *)m + m->data_start;
 }
 
+static const struct cm_tag_info *standard_tag(uint32_t tag) {
+    uint32_t section = tag >> 16;
+    if (section >= ANDROID_SECTION_COUNT) return NULL;
+    const struct cm_section_info *s = &cm_sections[section];
+    if (tag < s->first || tag >= s->end) return NULL;
+    const struct cm_tag_info *info = &s->tags[tag - s->first];
+    return info->name != NULL ? info : NULL;
+}
+
+static int tag_type(uint32_t tag, metadata_vendor_id_t id);
+
 /* Data-area bytes of a payload; types the library does not know live inline. */
 static uint64_t payload_data_bytes(uint8_t type, uint64_t count) {
     if (type >= NUM_TYPES) return 0;
@@ -107,16 +118,60 @@ static uint64_t payload_data_bytes(uint8_t type, uint64_t count) {
     return bytes <= INLINE_BYTES ? 0 : align_to(bytes, DATA_ALIGNMENT);
 }
 
-/* Writes a payload into its data-area slot, zeroing the alignment tail. */
+/*
+ * Writes a payload (over 4 bytes) into its data-area slot, the alignment
+ * tail zeroed. The slot's last word is composed from the source and stored
+ * whole, so the tail needs no memset and small payloads no library call.
+ * Every source byte is read before the slot is written: an update may copy
+ * from the packet itself.
+ */
 static void write_payload(uint8_t *slot, const void *data, uint64_t payload, uint64_t slot_bytes) {
-    memmove(slot, data, payload);
-    memset(slot + payload, 0, slot_bytes - payload);
+    const uint8_t *from = data;
+    const uint64_t head = slot_bytes - DATA_ALIGNMENT;
+    uint64_t last;
+    if (payload >= 8) {
+        memcpy(&last, from + payload - 8, sizeof(last));
+        last >>= 8 * (slot_bytes - payload);
+    } else { /* 5 to 7 bytes, as two overlapping halves */
+        uint32_t low, high;
+        memcpy(&low, from, sizeof(low));
+        memcpy(&high, from + payload - 4, sizeof(high));
+        last = low | (uint64_t)high << (8 * (payload - 4));
+    }
+    if (head == 8) {
+        uint64_t first;
+        memcpy(&first, from, sizeof(first));
+        memcpy(slot, &first, sizeof(first));
+    } else if (head != 0) {
+        memmove(slot, from, head);
+    }
+    memcpy(slot + head, &last, sizeof(last));
+}
+
+/*
+ * Up to 4 bytes, composed in a register: a variable-size copy would be a
+ * library call, and bytes stored one by one then read back as a word stall
+ * the store buffer.
+ */
+static uint32_t inline_value(const void *data, uint64_t payload) {
+    const uint8_t *from = data;
+    uint32_t value = 0;
+    if (payload & 4) {
+        memcpy(&value, from, 4);
+    } else {
+        if (payload & 2) {
+            uint16_t half;
+            memcpy(&half, from, 2);
+            value = half;
+        }
+        if (payload & 1) value |= (uint32_t)from[payload & 2] << (8 * (payload & 2));
+    }
+    return value;
 }
 
 static void write_inline(packet_entry_t *entry, const void *data, uint64_t payload) {
-    uint8_t value[INLINE_BYTES] = {0};
-    if (payload != 0) memcpy(value, data, payload);
-    memcpy(entry->data.value, value, sizeof(value));
+    uint32_t value = inline_value(data, payload);
+    memcpy(entry->data.value, &value, sizeof(value));
 }
 
 /*
@@ -386,21 +441,20 @@ static int add_entry(camera_metadata_t *dst, uint32_t tag, uint8_t type, const v
     }
     if ((data_count != 0 && data == NULL) || data_count > UINT32_MAX) return ERROR;
     uint64_t payload = (uint64_t)data_count * kTypeSize[type];
-    uint64_t bytes = payload_data_bytes(type, data_count);
-    if (bytes > dst->data_capacity - dst->data_count) return ERROR;
 
-    packet_entry_t *entry = entries_of(dst) + dst->entry_count;
-    memset(entry, 0, sizeof(*entry));
-    entry->tag = tag;
-    entry->type = type;
-    entry->count = (uint32_t)data_count;
-    if (bytes == 0) {
-        write_inline(entry, data, payload);
+    uint32_t value;
+    if (payload <= INLINE_BYTES) {
+        value = inline_value(data, payload);
     } else {
-        entry->data.offset = dst->data_count;
-        write_payload(data_of(dst) + entry->data.offset, data, payload, bytes);
+        uint64_t bytes = align_to(payload, DATA_ALIGNMENT);
+        if (bytes > dst->data_capacity - dst->data_count) return ERROR;
+        value = dst->data_count;
+        write_payload(data_of(dst) + value, data, payload, bytes);
         dst->data_count += (uint32_t)bytes;
     }
+    /* Four word stores; the type's word carries the zeroed reserved bytes. */
+    uint32_t words[4] = {tag, (uint32_t)data_count, value, type};
+    memcpy(entries_of(dst) + dst->entry_count, words, sizeof(words));
     dst->entry_count++;
     dst->flags &= ~FLAG_SORTED;
     return OK;
@@ -411,7 +465,7 @@ int add_camera_metadata_entry(camera_metadata_t *dst, uint32_t tag, const void *
                               size_t data_count) {
     if (cm_fault_operation(CAMERA_METADATA_FAULT_ADD)) return ERROR;
     if (dst == NULL) return ERROR;
-    int type = get_local_camera_metadata_tag_type(tag, dst);
+    int type = tag_type(tag, dst->vendor_id);
     if (type < 0 || type >= NUM_TYPES) return ERROR;
     return add_entry(dst, tag, (uint8_t)type, data, data_count);
 }
@@ -634,15 +688,6 @@ int update_camera_metadata_entry(camera_metadata_t *dst, size_t index, const voi
     return OK;
 }
 
-static const struct cm_tag_info *standard_tag(uint32_t tag) {
-    uint32_t section = tag >> 16;
-    if (section >= ANDROID_SECTION_COUNT) return NULL;
-    const struct cm_section_info *s = &cm_sections[section];
-    if (tag < s->first || tag >= s->end) return NULL;
-    const struct cm_tag_info *info = &s->tags[tag - s->first];
-    return info->name != NULL ? info : NULL;
-}
-
 CAMERA_METADATA_EXPORT
 int camera_metadata_enum_snprint(uint32_t tag, uint32_t value, char *dst, size_t size) {
     const char *text = "error: not an enum";
@@ -745,8 +790,8 @@ const char *get_local_camera_metadata_tag_name_vendor_id(uint32_t tag, metadata_
     return info != NULL ? info->name : NULL;
 }
 
-CAMERA_METADATA_EXPORT
-int get_local_camera_metadata_tag_type_vendor_id(uint32_t tag, metadata_vendor_id_t id) {
+/* Add looks up every tag; not through the exported symbol, which is a PLT call. */
+static int tag_type(uint32_t tag, metadata_vendor_id_t id) {
     if ((tag >> 16) >= VENDOR_SECTION) {
         const vendor_tag_cache_ops_t *cache = cache_ops_for(id);
         if (cache != NULL) return cache->get_tag_type ? cache->get_tag_type(tag, id) : -1;
@@ -756,6 +801,11 @@ int get_local_camera_metadata_tag_type_vendor_id(uint32_t tag, metadata_vendor_i
     }
     const struct cm_tag_info *info = standard_tag(tag);
     return info != NULL ? info->type : -1;
+}
+
+CAMERA_METADATA_EXPORT
+int get_local_camera_metadata_tag_type_vendor_id(uint32_t tag, metadata_vendor_id_t id) {
+    return tag_type(tag, id);
 }
 
 CAMERA_METADATA_EXPORT

@@ -201,6 +201,42 @@ TEST(CameraMetadataEdit, RefusalsAnswerOneAndLeaveThePacketAsItWas) {
     EXPECT_EQ(get_camera_metadata_compact_size(nullptr), 1u);
 }
 
+// Payloads of every size, added over dirty bytes: each lands whole with the
+// rest of its inline value or data slot cleared, and an update that reads
+// from the entry's own slot copies the bytes as they were.
+TEST(CameraMetadataEdit, PayloadsOfEverySizeLandWithTheirSlotTailsCleared) {
+    const size_t kCounts = 25, kData = 352;  // byte payloads of 0 to 24: slots of 8, 16 and 24 bytes
+    alignas(8) uint8_t storage[48 + kCounts * 16 + kData];
+    memset(storage, 0xAA, sizeof(storage));
+    camera_metadata_t* m = place_camera_metadata(storage, sizeof(storage), kCounts, kData);
+    ASSERT_NE(m, nullptr);
+    uint8_t values[24];
+    for (size_t i = 0; i < sizeof(values); ++i)
+        values[i] = uint8_t(i + 1);
+    for (size_t count = 0; count < kCounts; ++count)
+        ASSERT_EQ(add_camera_metadata_entry(m, ANDROID_CONTROL_AE_AVAILABLE_MODES, values, count), 0) << count;
+    ASSERT_EQ(get_camera_metadata_data_count(m), kData);
+
+    auto expectPayload = [&](size_t count, const uint8_t* payload) {
+        camera_metadata_ro_entry_t e;
+        ASSERT_EQ(get_camera_metadata_ro_entry(m, count, &e), 0);
+        const size_t slot = count <= 4 ? 4 : (count + 7) / 8 * 8;
+        std::vector<uint8_t> expected(payload, payload + count);
+        expected.resize(slot);
+        EXPECT_EQ(std::vector<uint8_t>(e.data.u8, e.data.u8 + slot), expected) << count;
+    };
+    for (size_t count = 0; count < kCounts; ++count)
+        expectPayload(count, values);
+
+    for (size_t count : {5, 8, 13, 16, 23}) {
+        camera_metadata_entry_t e;
+        ASSERT_EQ(get_camera_metadata_entry(m, count, &e), 0);
+        const std::vector<uint8_t> shifted(e.data.u8 + 1, e.data.u8 + 1 + count);
+        ASSERT_EQ(update_camera_metadata_entry(m, count, e.data.u8 + 1, count, nullptr), 0);
+        expectPayload(count, shifted.data());
+    }
+}
+
 // Find answers the first of equal tags, in entry order or, in a packet flagged
 // sorted, by halves. A packet flagged sorted that is not is searched the same
 // way, probing as the platform does: it finds the middle tag and misses the
