@@ -350,17 +350,18 @@ int validate_camera_metadata_structure(const camera_metadata_t *metadata,
         packet_entry_t e;
         memcpy(&e, entries + i * ENTRY_SIZE, sizeof(e));
         if (e.type >= NUM_TYPES) return CAMERA_METADATA_VALIDATION_ERROR;
-        if ((e.tag >> 16) < VENDOR_SECTION &&
-            get_local_camera_metadata_tag_type_vendor_id(e.tag, h.vendor_id) != e.type) {
-            return CAMERA_METADATA_VALIDATION_ERROR;
+        if ((e.tag >> 16) < VENDOR_SECTION) {
+            const struct cm_tag_info *info = standard_tag(e.tag);
+            if (info == NULL || info->type != e.type) return CAMERA_METADATA_VALIDATION_ERROR;
         }
-        uint64_t bytes = payload_data_bytes(e.type, e.count);
-        if (bytes == 0) {
+        uint64_t payload = (uint64_t)e.count * kTypeSize[e.type];
+        if (payload <= INLINE_BYTES) {
             if (e.count == 0 && e.data.offset != 0) return CAMERA_METADATA_VALIDATION_ERROR;
             continue;
         }
-        if (((uint64_t)h.data_start + e.data.offset) % DATA_ALIGNMENT != 0 ||
-            (uint64_t)e.data.offset + bytes > h.data_count) {
+        /* data_start is on the grid, checked above, so the offset alone decides. */
+        if (e.data.offset % DATA_ALIGNMENT != 0 ||
+            (uint64_t)e.data.offset + align_to(payload, DATA_ALIGNMENT) > h.data_count) {
             return CAMERA_METADATA_VALIDATION_ERROR;
         }
     }
