@@ -215,8 +215,7 @@ static bool payload_shared(const camera_metadata_t *m, size_t index, uint32_t of
     return false;
 }
 
-CAMERA_METADATA_EXPORT
-size_t calculate_camera_metadata_size(size_t entry_count, size_t data_count) {
+static size_t packet_size(size_t entry_count, size_t data_count) {
     if (entry_count > (SIZE_MAX - HEADER_SIZE - DATA_ALIGNMENT) / ENTRY_SIZE) return SIZE_MAX;
     uint64_t size = align_to(HEADER_SIZE + entry_count * ENTRY_SIZE, DATA_ALIGNMENT);
     if (data_count > SIZE_MAX - DATA_ALIGNMENT - size) return SIZE_MAX;
@@ -224,14 +223,13 @@ size_t calculate_camera_metadata_size(size_t entry_count, size_t data_count) {
 }
 
 CAMERA_METADATA_EXPORT
-camera_metadata_t *place_camera_metadata(void *dst, size_t dst_size, size_t entry_capacity,
-                                         size_t data_capacity) {
-    if (dst == NULL || (uintptr_t)dst % PACKET_ALIGNMENT != 0) return NULL;
-    if (entry_capacity > UINT32_MAX || data_capacity > UINT32_MAX) return NULL;
-    size_t needed = calculate_camera_metadata_size(entry_capacity, data_capacity);
-    if (needed > UINT32_MAX || needed > dst_size) return NULL;
+size_t calculate_camera_metadata_size(size_t entry_count, size_t data_count) {
+    return packet_size(entry_count, data_count);
+}
 
-    camera_metadata_t *m = (camera_metadata_t *)dst;
+/* A header for capacities already checked against the size field. */
+static void init_header(camera_metadata_t *m, size_t needed, size_t entry_capacity,
+                        size_t data_capacity) {
     m->size = (uint32_t)needed;
     m->version = METADATA_VERSION;
     m->flags = 0;
@@ -243,6 +241,17 @@ camera_metadata_t *place_camera_metadata(void *dst, size_t dst_size, size_t entr
     m->data_start = (uint32_t)align_to(HEADER_SIZE + entry_capacity * ENTRY_SIZE, DATA_ALIGNMENT);
     m->padding = 0;
     m->vendor_id = CAMERA_METADATA_INVALID_VENDOR_ID;
+}
+
+CAMERA_METADATA_EXPORT
+camera_metadata_t *place_camera_metadata(void *dst, size_t dst_size, size_t entry_capacity,
+                                         size_t data_capacity) {
+    if (dst == NULL || (uintptr_t)dst % PACKET_ALIGNMENT != 0) return NULL;
+    if (entry_capacity > UINT32_MAX || data_capacity > UINT32_MAX) return NULL;
+    size_t needed = packet_size(entry_capacity, data_capacity);
+    if (needed > UINT32_MAX || needed > dst_size) return NULL;
+    camera_metadata_t *m = (camera_metadata_t *)dst;
+    init_header(m, needed, entry_capacity, data_capacity);
     uint64_t data_end = (uint64_t)m->data_start + data_capacity;
     memset((uint8_t *)m + data_end, 0, needed - data_end);
     return m;
@@ -251,14 +260,12 @@ camera_metadata_t *place_camera_metadata(void *dst, size_t dst_size, size_t entr
 CAMERA_METADATA_EXPORT
 camera_metadata_t *allocate_camera_metadata(size_t entry_capacity, size_t data_capacity) {
     if (cm_fault_allocation()) return NULL;
-    size_t needed = calculate_camera_metadata_size(entry_capacity, data_capacity);
+    size_t needed = packet_size(entry_capacity, data_capacity);
     if (needed > UINT32_MAX) return NULL;
     /* Zeroed, so unused capacity carries no old heap bytes; fresh pages
      * come zeroed and calloc then skips the clearing. */
-    void *buffer = calloc(1, needed);
-    if (buffer == NULL) return NULL;
-    camera_metadata_t *m = place_camera_metadata(buffer, needed, entry_capacity, data_capacity);
-    if (m == NULL) free(buffer);
+    camera_metadata_t *m = calloc(1, needed);
+    if (m != NULL) init_header(m, needed, entry_capacity, data_capacity);
     return m;
 }
 
