@@ -122,8 +122,8 @@ static uint64_t payload_data_bytes(uint8_t type, uint64_t count) {
  * Writes a payload (over 4 bytes) into its data-area slot, the alignment
  * tail zeroed. The slot's last word is composed from the source and stored
  * whole, so the tail needs no memset and small payloads no library call.
- * Every source byte is read before the slot is written: an update may copy
- * from the packet itself.
+ * Source words are read before the slot is written and longer heads go
+ * through memmove: an update may copy from the packet itself.
  */
 static void write_payload(uint8_t *slot, const void *data, uint64_t payload, uint64_t slot_bytes) {
     const uint8_t *from = data;
@@ -561,7 +561,8 @@ int get_camera_metadata_entry(camera_metadata_t *src, size_t index,
  * by halves, trusting the flag as the platform does: the probes are those of
  * the C library's bsearch(), so a packet whose flag is false misses exactly
  * the tags the platform misses. A match then steps back over equal tags,
- * which in a sorted packet are its neighbours.
+ * which in a sorted packet are its neighbours. Always inlined: a call costs
+ * about as much as searching a small packet.
  */
 static inline __attribute__((always_inline)) int find_index(const camera_metadata_t *src,
                                                             uint32_t tag, size_t *index) {
