@@ -100,6 +100,17 @@ static uint8_t *data_of(const camera_metadata_t *m) {
     return (uint8_t *)m + m->data_start;
 }
 
+static const struct cm_tag_info *standard_tag(uint32_t tag) {
+    uint32_t section = tag >> 16;
+    if (section >= ANDROID_SECTION_COUNT) return NULL;
+    const struct cm_section_info *s = &cm_sections[section];
+    if (tag < s->first || tag >= s->end) return NULL;
+    const struct cm_tag_info *info = &s->tags[tag - s->first];
+    return info->name != NULL ? info : NULL;
+}
+
+static int tag_type(uint32_t tag, metadata_vendor_id_t id);
+
 /* Data-area bytes of a payload; types the library does not know live inline. */
 static uint64_t payload_data_bytes(uint8_t type, uint64_t count) {
     if (type >= NUM_TYPES) return 0;
@@ -107,16 +118,60 @@ static uint64_t payload_data_bytes(uint8_t type, uint64_t count) {
     return bytes <= INLINE_BYTES ? 0 : align_to(bytes, DATA_ALIGNMENT);
 }
 
-/* Writes a payload into its data-area slot, zeroing the alignment tail. */
+/*
+ * Writes a payload (over 4 bytes) into its data-area slot, the alignment
+ * tail zeroed. The slot's last word is composed from the source and stored
+ * whole, so the tail needs no memset and small payloads no library call.
+ * Source words are read before the slot is written and longer heads go
+ * through memmove: an update may copy from the packet itself.
+ */
 static void write_payload(uint8_t *slot, const void *data, uint64_t payload, uint64_t slot_bytes) {
-    memmove(slot, data, payload);
-    memset(slot + payload, 0, slot_bytes - payload);
+    const uint8_t *from = data;
+    const uint64_t head = slot_bytes - DATA_ALIGNMENT;
+    uint64_t last;
+    if (payload >= 8) {
+        memcpy(&last, from + payload - 8, sizeof(last));
+        last >>= 8 * (slot_bytes - payload);
+    } else { /* 5 to 7 bytes, as two overlapping halves */
+        uint32_t low, high;
+        memcpy(&low, from, sizeof(low));
+        memcpy(&high, from + payload - 4, sizeof(high));
+        last = low | (uint64_t)high << (8 * (payload - 4));
+    }
+    if (head == 8) {
+        uint64_t first;
+        memcpy(&first, from, sizeof(first));
+        memcpy(slot, &first, sizeof(first));
+    } else if (head != 0) {
+        memmove(slot, from, head);
+    }
+    memcpy(slot + head, &last, sizeof(last));
+}
+
+/*
+ * Up to 4 bytes, composed in a register: a variable-size copy would be a
+ * library call, and bytes stored one by one then read back as a word stall
+ * the store buffer.
+ */
+static uint32_t inline_value(const void *data, uint64_t payload) {
+    const uint8_t *from = data;
+    uint32_t value = 0;
+    if (payload & 4) {
+        memcpy(&value, from, 4);
+    } else {
+        if (payload & 2) {
+            uint16_t half;
+            memcpy(&half, from, 2);
+            value = half;
+        }
+        if (payload & 1) value |= (uint32_t)from[payload & 2] << (8 * (payload & 2));
+    }
+    return value;
 }
 
 static void write_inline(packet_entry_t *entry, const void *data, uint64_t payload) {
-    uint8_t value[INLINE_BYTES] = {0};
-    if (payload != 0) memcpy(value, data, payload);
-    memcpy(entry->data.value, value, sizeof(value));
+    uint32_t value = inline_value(data, payload);
+    memcpy(entry->data.value, &value, sizeof(value));
 }
 
 /*
@@ -160,8 +215,7 @@ static bool payload_shared(const camera_metadata_t *m, size_t index, uint32_t of
     return false;
 }
 
-CAMERA_METADATA_EXPORT
-size_t calculate_camera_metadata_size(size_t entry_count, size_t data_count) {
+static size_t packet_size(size_t entry_count, size_t data_count) {
     if (entry_count > (SIZE_MAX - HEADER_SIZE - DATA_ALIGNMENT) / ENTRY_SIZE) return SIZE_MAX;
     uint64_t size = align_to(HEADER_SIZE + entry_count * ENTRY_SIZE, DATA_ALIGNMENT);
     if (data_count > SIZE_MAX - DATA_ALIGNMENT - size) return SIZE_MAX;
@@ -169,14 +223,13 @@ size_t calculate_camera_metadata_size(size_t entry_count, size_t data_count) {
 }
 
 CAMERA_METADATA_EXPORT
-camera_metadata_t *place_camera_metadata(void *dst, size_t dst_size, size_t entry_capacity,
-                                         size_t data_capacity) {
-    if (dst == NULL || (uintptr_t)dst % PACKET_ALIGNMENT != 0) return NULL;
-    if (entry_capacity > UINT32_MAX || data_capacity > UINT32_MAX) return NULL;
-    size_t needed = calculate_camera_metadata_size(entry_capacity, data_capacity);
-    if (needed > UINT32_MAX || needed > dst_size) return NULL;
+size_t calculate_camera_metadata_size(size_t entry_count, size_t data_count) {
+    return packet_size(entry_count, data_count);
+}
 
-    camera_metadata_t *m = (camera_metadata_t *)dst;
+/* A header for capacities already checked against the size field. */
+static void init_header(camera_metadata_t *m, size_t needed, size_t entry_capacity,
+                        size_t data_capacity) {
     m->size = (uint32_t)needed;
     m->version = METADATA_VERSION;
     m->flags = 0;
@@ -188,6 +241,17 @@ camera_metadata_t *place_camera_metadata(void *dst, size_t dst_size, size_t entr
     m->data_start = (uint32_t)align_to(HEADER_SIZE + entry_capacity * ENTRY_SIZE, DATA_ALIGNMENT);
     m->padding = 0;
     m->vendor_id = CAMERA_METADATA_INVALID_VENDOR_ID;
+}
+
+CAMERA_METADATA_EXPORT
+camera_metadata_t *place_camera_metadata(void *dst, size_t dst_size, size_t entry_capacity,
+                                         size_t data_capacity) {
+    if (dst == NULL || (uintptr_t)dst % PACKET_ALIGNMENT != 0) return NULL;
+    if (entry_capacity > UINT32_MAX || data_capacity > UINT32_MAX) return NULL;
+    size_t needed = packet_size(entry_capacity, data_capacity);
+    if (needed > UINT32_MAX || needed > dst_size) return NULL;
+    camera_metadata_t *m = (camera_metadata_t *)dst;
+    init_header(m, needed, entry_capacity, data_capacity);
     uint64_t data_end = (uint64_t)m->data_start + data_capacity;
     memset((uint8_t *)m + data_end, 0, needed - data_end);
     return m;
@@ -196,14 +260,12 @@ camera_metadata_t *place_camera_metadata(void *dst, size_t dst_size, size_t entr
 CAMERA_METADATA_EXPORT
 camera_metadata_t *allocate_camera_metadata(size_t entry_capacity, size_t data_capacity) {
     if (cm_fault_allocation()) return NULL;
-    size_t needed = calculate_camera_metadata_size(entry_capacity, data_capacity);
+    size_t needed = packet_size(entry_capacity, data_capacity);
     if (needed > UINT32_MAX) return NULL;
     /* Zeroed, so unused capacity carries no old heap bytes; fresh pages
      * come zeroed and calloc then skips the clearing. */
-    void *buffer = calloc(1, needed);
-    if (buffer == NULL) return NULL;
-    camera_metadata_t *m = place_camera_metadata(buffer, needed, entry_capacity, data_capacity);
-    if (m == NULL) free(buffer);
+    camera_metadata_t *m = calloc(1, needed);
+    if (m != NULL) init_header(m, needed, entry_capacity, data_capacity);
     return m;
 }
 
@@ -309,17 +371,18 @@ int validate_camera_metadata_structure(const camera_metadata_t *metadata,
         packet_entry_t e;
         memcpy(&e, entries + i * ENTRY_SIZE, sizeof(e));
         if (e.type >= NUM_TYPES) return CAMERA_METADATA_VALIDATION_ERROR;
-        if ((e.tag >> 16) < VENDOR_SECTION &&
-            get_local_camera_metadata_tag_type_vendor_id(e.tag, h.vendor_id) != e.type) {
-            return CAMERA_METADATA_VALIDATION_ERROR;
+        if ((e.tag >> 16) < VENDOR_SECTION) {
+            const struct cm_tag_info *info = standard_tag(e.tag);
+            if (info == NULL || info->type != e.type) return CAMERA_METADATA_VALIDATION_ERROR;
         }
-        uint64_t bytes = payload_data_bytes(e.type, e.count);
-        if (bytes == 0) {
+        uint64_t payload = (uint64_t)e.count * kTypeSize[e.type];
+        if (payload <= INLINE_BYTES) {
             if (e.count == 0 && e.data.offset != 0) return CAMERA_METADATA_VALIDATION_ERROR;
             continue;
         }
-        if (((uint64_t)h.data_start + e.data.offset) % DATA_ALIGNMENT != 0 ||
-            (uint64_t)e.data.offset + bytes > h.data_count) {
+        /* data_start is on the grid, checked above, so the offset alone decides. */
+        if (e.data.offset % DATA_ALIGNMENT != 0 ||
+            (uint64_t)e.data.offset + align_to(payload, DATA_ALIGNMENT) > h.data_count) {
             return CAMERA_METADATA_VALIDATION_ERROR;
         }
     }
@@ -400,21 +463,20 @@ static int add_entry(camera_metadata_t *dst, uint32_t tag, uint8_t type, const v
     }
     if ((data_count != 0 && data == NULL) || data_count > UINT32_MAX) return ERROR;
     uint64_t payload = (uint64_t)data_count * kTypeSize[type];
-    uint64_t bytes = payload_data_bytes(type, data_count);
-    if (bytes > dst->data_capacity - dst->data_count) return ERROR;
 
-    packet_entry_t *entry = entries_of(dst) + dst->entry_count;
-    memset(entry, 0, sizeof(*entry));
-    entry->tag = tag;
-    entry->type = type;
-    entry->count = (uint32_t)data_count;
-    if (bytes == 0) {
-        write_inline(entry, data, payload);
+    uint32_t value;
+    if (payload <= INLINE_BYTES) {
+        value = inline_value(data, payload);
     } else {
-        entry->data.offset = dst->data_count;
-        write_payload(data_of(dst) + entry->data.offset, data, payload, bytes);
+        uint64_t bytes = align_to(payload, DATA_ALIGNMENT);
+        if (bytes > dst->data_capacity - dst->data_count) return ERROR;
+        value = dst->data_count;
+        write_payload(data_of(dst) + value, data, payload, bytes);
         dst->data_count += (uint32_t)bytes;
     }
+    /* Four word stores; the type's word carries the zeroed reserved bytes. */
+    uint32_t words[4] = {tag, (uint32_t)data_count, value, type};
+    memcpy(entries_of(dst) + dst->entry_count, words, sizeof(words));
     dst->entry_count++;
     dst->flags &= ~FLAG_SORTED;
     return OK;
@@ -425,7 +487,7 @@ int add_camera_metadata_entry(camera_metadata_t *dst, uint32_t tag, const void *
                               size_t data_count) {
     if (cm_fault_operation(CAMERA_METADATA_FAULT_ADD)) return ERROR;
     if (dst == NULL) return ERROR;
-    int type = get_local_camera_metadata_tag_type(tag, dst);
+    int type = tag_type(tag, dst->vendor_id);
     if (type < 0 || type >= NUM_TYPES) return ERROR;
     return add_entry(dst, tag, (uint8_t)type, data, data_count);
 }
@@ -468,10 +530,8 @@ int sort_camera_metadata(camera_metadata_t *dst) {
     return OK;
 }
 
-CAMERA_METADATA_EXPORT
-int get_camera_metadata_ro_entry(const camera_metadata_t *src, size_t index,
-                                 camera_metadata_ro_entry_t *entry) {
-    if (src == NULL || entry == NULL || index >= src->entry_count) return ERROR;
+/* Shared by the getters and find, which would otherwise reach it through the PLT. */
+static void read_entry(const camera_metadata_t *src, size_t index, camera_metadata_ro_entry_t *entry) {
     const packet_entry_t *e = entries_of(src) + index;
     entry->index = index;
     entry->tag = e->tag;
@@ -482,42 +542,70 @@ int get_camera_metadata_ro_entry(const camera_metadata_t *src, size_t index,
     } else {
         entry->data.u8 = e->data.value;
     }
+}
+
+CAMERA_METADATA_EXPORT
+int get_camera_metadata_ro_entry(const camera_metadata_t *src, size_t index,
+                                 camera_metadata_ro_entry_t *entry) {
+    if (src == NULL || entry == NULL || index >= src->entry_count) return ERROR;
+    read_entry(src, index, entry);
     return OK;
+}
+
+static void to_rw_entry(const camera_metadata_ro_entry_t *ro, camera_metadata_entry_t *entry) {
+    entry->index = ro->index;
+    entry->tag = ro->tag;
+    entry->type = ro->type;
+    entry->count = ro->count;
+    entry->data.u8 = (uint8_t *)ro->data.u8;
 }
 
 CAMERA_METADATA_EXPORT
 int get_camera_metadata_entry(camera_metadata_t *src, size_t index,
                               camera_metadata_entry_t *entry) {
-    if (entry == NULL) return ERROR;
+    if (src == NULL || entry == NULL || index >= src->entry_count) return ERROR;
     camera_metadata_ro_entry_t ro;
-    int res = get_camera_metadata_ro_entry(src, index, &ro);
-    if (res != OK) return res;
-    entry->index = ro.index;
-    entry->tag = ro.tag;
-    entry->type = ro.type;
-    entry->count = ro.count;
-    entry->data.u8 = (uint8_t *)ro.data.u8;
+    read_entry(src, index, &ro);
+    to_rw_entry(&ro, entry);
     return OK;
 }
 
-static int find_index(const camera_metadata_t *src, uint32_t tag, size_t *index) {
+/*
+ * Index of the first entry with the tag. A packet flagged sorted is searched
+ * by halves, trusting the flag as the platform does: the probes are those of
+ * the C library's bsearch(), so a packet whose flag is false misses exactly
+ * the tags the platform misses. A match then steps back over equal tags,
+ * which in a sorted packet are its neighbours. Always inlined: a call costs
+ * about as much as searching a small packet.
+ */
+static inline __attribute__((always_inline)) int find_index(const camera_metadata_t *src,
+                                                            uint32_t tag, size_t *index) {
     const packet_entry_t *e = entries_of(src);
     size_t n = src->entry_count;
     if (src->flags & FLAG_SORTED) {
-        size_t lo = 0, hi = n;
-        while (lo < hi) {
-            size_t mid = lo + (hi - lo) / 2;
+        size_t lo = 0;
+        while (n != 0) {
+            size_t mid = lo + n / 2;
             if (e[mid].tag < tag) {
                 lo = mid + 1;
+                n = (n - 1) / 2;
+            } else if (e[mid].tag > tag) {
+                n /= 2;
             } else {
-                hi = mid;
+                while (mid > 0 && e[mid - 1].tag == tag) --mid;
+                *index = mid;
+                return OK;
             }
         }
-        if (lo == n || e[lo].tag != tag) return NOT_FOUND;
-        *index = lo;
-        return OK;
+        return NOT_FOUND;
     }
-    for (size_t i = 0; i < n; ++i) {
+    /* Four tags per branch; the first match is then found within the four. */
+    size_t i = 0;
+    while (i + 4 <= n && ((e[i].tag == tag) | (e[i + 1].tag == tag) | (e[i + 2].tag == tag) |
+                          (e[i + 3].tag == tag)) == 0) {
+        i += 4;
+    }
+    for (; i < n; ++i) {
         if (e[i].tag == tag) {
             *index = i;
             return OK;
@@ -533,7 +621,10 @@ int find_camera_metadata_ro_entry(const camera_metadata_t *src, uint32_t tag,
     if (src == NULL) return ERROR;
     size_t index;
     int res = find_index(src, tag, &index);
-    return res != OK ? res : get_camera_metadata_ro_entry(src, index, entry);
+    if (res != OK) return res;
+    if (entry == NULL) return ERROR;
+    read_entry(src, index, entry);
+    return OK;
 }
 
 CAMERA_METADATA_EXPORT
@@ -543,7 +634,12 @@ int find_camera_metadata_entry(camera_metadata_t *src, uint32_t tag,
     if (src == NULL) return ERROR;
     size_t index;
     int res = find_index(src, tag, &index);
-    return res != OK ? res : get_camera_metadata_entry(src, index, entry);
+    if (res != OK) return res;
+    if (entry == NULL) return ERROR;
+    camera_metadata_ro_entry_t ro;
+    read_entry(src, index, &ro);
+    to_rw_entry(&ro, entry);
+    return OK;
 }
 
 CAMERA_METADATA_EXPORT
@@ -613,15 +709,6 @@ int update_camera_metadata_entry(camera_metadata_t *dst, size_t index, const voi
 
     if (updated_entry != NULL) get_camera_metadata_entry(dst, index, updated_entry);
     return OK;
-}
-
-static const struct cm_tag_info *standard_tag(uint32_t tag) {
-    uint32_t section = tag >> 16;
-    if (section >= ANDROID_SECTION_COUNT) return NULL;
-    const struct cm_section_info *s = &cm_sections[section];
-    if (tag < s->first || tag >= s->end) return NULL;
-    const struct cm_tag_info *info = &s->tags[tag - s->first];
-    return info->name != NULL ? info : NULL;
 }
 
 CAMERA_METADATA_EXPORT
@@ -726,8 +813,8 @@ const char *get_local_camera_metadata_tag_name_vendor_id(uint32_t tag, metadata_
     return info != NULL ? info->name : NULL;
 }
 
-CAMERA_METADATA_EXPORT
-int get_local_camera_metadata_tag_type_vendor_id(uint32_t tag, metadata_vendor_id_t id) {
+/* Add looks up every tag; not through the exported symbol, which is a PLT call. */
+static int tag_type(uint32_t tag, metadata_vendor_id_t id) {
     if ((tag >> 16) >= VENDOR_SECTION) {
         const vendor_tag_cache_ops_t *cache = cache_ops_for(id);
         if (cache != NULL) return cache->get_tag_type ? cache->get_tag_type(tag, id) : -1;
@@ -737,6 +824,11 @@ int get_local_camera_metadata_tag_type_vendor_id(uint32_t tag, metadata_vendor_i
     }
     const struct cm_tag_info *info = standard_tag(tag);
     return info != NULL ? info->type : -1;
+}
+
+CAMERA_METADATA_EXPORT
+int get_local_camera_metadata_tag_type_vendor_id(uint32_t tag, metadata_vendor_id_t id) {
+    return tag_type(tag, id);
 }
 
 CAMERA_METADATA_EXPORT

@@ -65,20 +65,23 @@ void BM_Add30Mixed(benchmark::State& state) {
 }
 BENCHMARK(BM_Add30Mixed);
 
-void BM_Find120(benchmark::State& state) {
-    MetadataPtr m = filled(120);
+// Args: entries, sorted. Every lookup hits; the tags come in shuffled order.
+void BM_Find(benchmark::State& state) {
+    const size_t n = static_cast<size_t>(state.range(0));
+    const bool sorted = state.range(1) != 0;
+    MetadataPtr m = filled(n);
     if (!m) return state.SkipWithError("fill failed");
-    if (state.range(0)) sort_camera_metadata(m.get());
-    const std::vector<uint32_t> tags = standardTags(120);
+    if (sorted) sort_camera_metadata(m.get());
+    const std::vector<uint32_t> tags = standardTags(n);
     size_t i = 0;
     camera_metadata_ro_entry_t entry;
     for (auto _ : state) {
         benchmark::DoNotOptimize(find_camera_metadata_ro_entry(m.get(), tags[i], &entry));
-        i = (i + 1) % tags.size();
+        i = i + 1 == tags.size() ? 0 : i + 1;
     }
-    state.SetLabel(state.range(0) ? "sorted" : "unsorted");
+    state.SetLabel(sorted ? "sorted" : "unsorted");
 }
-BENCHMARK(BM_Find120)->Arg(0)->Arg(1);
+BENCHMARK(BM_Find)->ArgNames({"entries", "sorted"})->Args({30, 0})->Args({30, 1})->Args({120, 0})->Args({120, 1});
 
 void BM_Append30(benchmark::State& state) {
     MetadataPtr src = filled(30);

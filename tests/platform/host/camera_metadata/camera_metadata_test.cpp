@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -210,6 +211,93 @@ TEST(CameraMetadataEditDeathTest, UncheckedCallsStopOnANullPacket) {
     EXPECT_DEATH(get_camera_metadata_data_capacity(nullptr), "get_camera_metadata_data_capacity: NULL");
     alignas(8) char room[256];
     EXPECT_DEATH(copy_camera_metadata(room, sizeof(room), nullptr), "copy_camera_metadata: NULL");
+}
+
+// Payloads of every size, added over dirty bytes: each lands whole with the
+// rest of its inline value or data slot cleared, and an update that reads
+// from the entry's own slot copies the bytes as they were.
+TEST(CameraMetadataEdit, PayloadsOfEverySizeLandWithTheirSlotTailsCleared) {
+    const size_t kCounts = 25, kData = 352;  // byte payloads of 0 to 24: slots of 8, 16 and 24 bytes
+    alignas(8) uint8_t storage[48 + kCounts * 16 + kData];
+    memset(storage, 0xAA, sizeof(storage));
+    camera_metadata_t* m = place_camera_metadata(storage, sizeof(storage), kCounts, kData);
+    ASSERT_NE(m, nullptr);
+    uint8_t values[24];
+    for (size_t i = 0; i < sizeof(values); ++i)
+        values[i] = uint8_t(i + 1);
+    for (size_t count = 0; count < kCounts; ++count)
+        ASSERT_EQ(add_camera_metadata_entry(m, ANDROID_CONTROL_AE_AVAILABLE_MODES, values, count), 0) << count;
+    ASSERT_EQ(get_camera_metadata_data_count(m), kData);
+
+    auto expectPayload = [&](size_t count, const uint8_t* payload) {
+        camera_metadata_ro_entry_t e;
+        ASSERT_EQ(get_camera_metadata_ro_entry(m, count, &e), 0);
+        const size_t slot = count <= 4 ? 4 : (count + 7) / 8 * 8;
+        std::vector<uint8_t> expected(payload, payload + count);
+        expected.resize(slot);
+        EXPECT_EQ(std::vector<uint8_t>(e.data.u8, e.data.u8 + slot), expected) << count;
+    };
+    for (size_t count = 0; count < kCounts; ++count)
+        expectPayload(count, values);
+
+    for (size_t count : {5, 8, 13, 16, 23}) {
+        camera_metadata_entry_t e;
+        ASSERT_EQ(get_camera_metadata_entry(m, count, &e), 0);
+        const std::vector<uint8_t> shifted(e.data.u8 + 1, e.data.u8 + 1 + count);
+        ASSERT_EQ(update_camera_metadata_entry(m, count, e.data.u8 + 1, count, nullptr), 0);
+        expectPayload(count, shifted.data());
+    }
+}
+
+// Find answers the first of equal tags, in entry order or, in a packet flagged
+// sorted, by halves. A packet flagged sorted that is not is searched the same
+// way, probing as the platform does: it finds the middle tag and misses the
+// tags the halves pass by.
+TEST(CameraMetadataFind, ASortedPacketIsSearchedByHalvesForTheFirstOfEqualTags) {
+    std::vector<uint32_t> byteTags;
+    for (uint32_t s = 0; s < ANDROID_SECTION_COUNT; ++s)
+        for (uint32_t tag = camera_metadata_section_bounds[s][0]; tag < camera_metadata_section_bounds[s][1]; ++tag)
+            if (get_camera_metadata_tag_type(tag) == TYPE_BYTE)
+                byteTags.push_back(tag);
+    ASSERT_GE(byteTags.size(), 42u);
+    for (size_t n : {1, 2, 3, 7, 16, 17, 40}) {
+        // Every other tag, each twice, in a scrambled order.
+        const size_t distinct = (n + 1) / 2;
+        std::vector<uint32_t> added;
+        MetadataPtr m = makeMetadata(n, 0);
+        for (size_t i = 0; i < n; ++i) {
+            added.push_back(byteTags[1 + 2 * ((i * 7) % distinct)]);
+            ASSERT_EQ(add_camera_metadata_entry(m.get(), added.back(), &kOn, 1), 0);
+        }
+        for (bool sorted : {false, true}) {
+            if (sorted) {
+                ASSERT_EQ(sort_camera_metadata(m.get()), 0);
+                std::stable_sort(added.begin(), added.end());
+            }
+            for (uint32_t tag : {byteTags[0], byteTags[2], byteTags[2 * distinct + 1], 0u, 0xFFFFFFFFu}) {
+                camera_metadata_ro_entry_t e;
+                EXPECT_EQ(find_camera_metadata_ro_entry(m.get(), tag, &e), -ENOENT) << n << " " << tag;
+            }
+            for (uint32_t tag : added) {
+                camera_metadata_entry_t e;
+                ASSERT_EQ(find_camera_metadata_entry(m.get(), tag, &e), 0) << n << " " << tag;
+                EXPECT_EQ(e.index, size_t(std::find(added.begin(), added.end(), tag) - added.begin()))
+                    << n << " " << tag << " sorted " << sorted;
+            }
+        }
+    }
+
+    MetadataPtr m = makeMetadata(3, 0);
+    for (uint32_t tag : {byteTags[2], byteTags[1], byteTags[0]})
+        ASSERT_EQ(add_camera_metadata_entry(m.get(), tag, &kOn, 1), 0);
+    camera_metadata_ro_entry_t e;
+    for (uint32_t flags : {0u, 1u}) {
+        setU32(m.get(), 8, flags);
+        EXPECT_EQ(find_camera_metadata_ro_entry(m.get(), byteTags[1], &e), 0);
+        EXPECT_EQ(e.index, 1u);
+        EXPECT_EQ(find_camera_metadata_ro_entry(m.get(), byteTags[0], &e), flags ? -ENOENT : 0);
+        EXPECT_EQ(find_camera_metadata_ro_entry(m.get(), byteTags[2], &e), flags ? -ENOENT : 0);
+    }
 }
 
 TEST(CameraMetadataValidate, AcceptsWhatFitsItsSizeAndRejectsEveryCorruptField) {
