@@ -81,10 +81,6 @@ const native_handle_t* hidl_handle::getNativeHandle() const
     return mHandle;
 }
 
-bool hidl_handle::operator==(const hidl_handle& other) const
-{
-    return mHandle == other.mHandle;
-}
 
 void hidl_handle::freeHandle()
 {

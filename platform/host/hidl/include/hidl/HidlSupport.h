@@ -41,9 +41,6 @@ struct hidl_handle {
     operator const native_handle_t*() const;
     const native_handle_t* getNativeHandle() const;
 
-    bool operator==(const hidl_handle& other) const;
-    bool operator!=(const hidl_handle& other) const { return !(*this == other); }
-
 private:
     void freeHandle();
 
