@@ -81,7 +81,6 @@ const native_handle_t* hidl_handle::getNativeHandle() const
     return mHandle;
 }
 
-
 void hidl_handle::freeHandle()
 {
     if (mOwnsHandle && mHandle != nullptr) {
