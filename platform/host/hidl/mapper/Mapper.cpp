@@ -243,10 +243,27 @@ protected:
         return status == NO_ERROR ? Error::NONE : Error::BAD_VALUE;
     }
 
-    template <typename Layout>
-    static Layout layoutOf(const HostGralloc::CpuAccess& a)
+    // lock() of 2.0 and 4.0: the data only.
+    static Return<void> lockData(void* buffer, uint64_t usage, const typename IMapper::Rect& region,
+                                 const std::function<void(Error, void*)>& cb)
     {
-        return Layout{a.base, a.cb, a.cr, a.stride, a.chromaStride, a.chromaStep};
+        HostGralloc::CpuAccess a;
+        Error error = lockBuffer(buffer, usage, region, false, &a);
+        cb(error, error == Error::NONE ? a.base : nullptr);
+        return Void();
+    }
+
+    // lockYCbCr() of 2.0 and 3.0, whose layouts are alike.
+    template <typename Layout>
+    static Return<void> lockLayout(void* buffer, uint64_t usage, const typename IMapper::Rect& region,
+                                   const std::function<void(Error, const Layout&)>& cb)
+    {
+        HostGralloc::CpuAccess a;
+        Error error = lockBuffer(buffer, usage, region, true, &a);
+        cb(error, error == Error::NONE
+                          ? Layout{a.base, a.cb, a.cr, a.stride, a.chromaStride, a.chromaStep}
+                          : Layout{});
+        return Void();
     }
 };
 
@@ -258,19 +275,13 @@ public:
     Return<void> lock(void* buffer, Usage usage, const Rect& region, const hidl_handle&,
                       lock_cb cb) override
     {
-        HostGralloc::CpuAccess a;
-        V2_0::Error error = lockBuffer(buffer, usage, region, false, &a);
-        cb(error, error == V2_0::Error::NONE ? a.base : nullptr);
-        return Void();
+        return lockData(buffer, usage, region, cb);
     }
 
     Return<void> lockYCbCr(void* buffer, Usage usage, const Rect& region, const hidl_handle&,
                            lockYCbCr_cb cb) override
     {
-        HostGralloc::CpuAccess a;
-        V2_0::Error error = lockBuffer(buffer, usage, region, true, &a);
-        cb(error, error == V2_0::Error::NONE ? layoutOf<V2_0::YCbCrLayout>(a) : V2_0::YCbCrLayout{});
-        return Void();
+        return lockLayout<V2_0::YCbCrLayout>(buffer, usage, region, cb);
     }
 };
 
@@ -294,10 +305,7 @@ public:
     Return<void> lockYCbCr(void* buffer, uint64_t usage, const Rect& region, const hidl_handle&,
                            lockYCbCr_cb cb) override
     {
-        HostGralloc::CpuAccess a;
-        V3_0::Error error = lockBuffer(buffer, usage, region, true, &a);
-        cb(error, error == V3_0::Error::NONE ? layoutOf<V3_0::YCbCrLayout>(a) : V3_0::YCbCrLayout{});
-        return Void();
+        return lockLayout<V3_0::YCbCrLayout>(buffer, usage, region, cb);
     }
 };
 
@@ -306,10 +314,7 @@ public:
     Return<void> lock(void* buffer, uint64_t usage, const Rect& region, const hidl_handle&,
                       lock_cb cb) override
     {
-        HostGralloc::CpuAccess a;
-        V4_0::Error error = lockBuffer(buffer, usage, region, false, &a);
-        cb(error, error == V4_0::Error::NONE ? a.base : nullptr);
-        return Void();
+        return lockData(buffer, usage, region, cb);
     }
 
     // The plane layouts only: what a CPU reader needs.
