@@ -550,7 +550,8 @@ TEST_F(TamoTool, UsageErrorsExitTwoAndSayWhatIsAccepted)
         std::vector<std::string> said;
     } usage[] = {
         {"", {"session", "tags", "meta", "raw2png", "Exit status: 0 done; 1 refused"}},
-        {"meta", {"dump", "make", "diff"}},
+        {"meta", {"dump", "make", "diff", "check"}},
+        {"meta check", {"--from-json", "--camera", "--rules"}},
         {"tags --bogus", {"--bogus"}},
         {"raw2png --format y8 --size 4294967297x1 in out", {"--size: expected WxH, sides 1 to 65535, at most 2^28 pixels"}},
         {"raw2png --format y8 --size 1x1 --stride 0 in out", {"tamo: --stride: Value 0 not in range 1 to 4294967295 "}},
