@@ -772,6 +772,8 @@ std::vector<RuleText> ruleTexts()
         if (rule.capabilities != 0)
             applies += (applies.empty() ? "" : " or ") +
                        maskText(rule.capabilities, ANDROID_REQUEST_AVAILABLE_CAPABILITIES, 0);
+        if (rule.notAt != 0)
+            applies += ", not " + maskText(rule.notAt, ANDROID_INFO_SUPPORTED_HARDWARE_LEVEL, kEveryLevel);
         texts.push_back({rule.id, rule.severity == Severity::Error ? "error" : "warning", applies, rule.statement});
     }
     return texts;
