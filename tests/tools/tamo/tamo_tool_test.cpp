@@ -401,6 +401,8 @@ TEST_F(TamoTool, MetaCheckPassesACompleteCameraAndFindsEachMutation)
          "error: android.sensor.info.whiteLevel: absent [presence.raw]"},
         {"presence", set("android.request.availableCapabilities", {"BACKWARD_COMPATIBLE", "DEPTH_OUTPUT"}),
          "error: android.depth.depthIsExclusive: absent [presence.depth-output]"},
+        {"presence", set("android.request.availableCapabilities", {"LOGICAL_MULTI_CAMERA"}),
+         "error: android.logicalMultiCamera.sensorSyncType: absent [presence.logical-multi-camera]"},
         {"types and counts", set("android.sensor.info.activeArraySize", {"0", "0", "4000"}),
          "error: android.sensor.info.activeArraySize: 3 values, not 4 [count.four]"},
         {"types and counts", set("android.control.aeCompensationRange", {"-6"}),
@@ -446,6 +448,14 @@ TEST_F(TamoTool, MetaCheckPassesACompleteCameraAndFindsEachMutation)
          "[consistency.flash-modes]"},
         {"consistency", set("android.scaler.availableStreamConfigurations", {"33", "4000", "3000", "OUTPUT"}),
          "error: android.scaler.availableStreamConfigurations: no YUV_420_888 output [consistency.outputs]"},
+        {"consistency",
+         [](nlohmann::json& c) {
+             c["android.request.availableCapabilities"].push_back("LOGICAL_MULTI_CAMERA");
+             c["android.logicalMultiCamera.physicalIds"] = {"50", "0", "50", "0"};
+             c["android.logicalMultiCamera.sensorSyncType"] = {"CALIBRATED"};
+         },
+         "error: android.logicalMultiCamera.physicalIds: 1 distinct camera id(s), not at least 2 "
+         "[consistency.physical-ids]"},
         {"consistency", set("android.scaler.availableStallDurations", {"32", "4000", "3000", "20000000"}),
          "warning: android.scaler.availableStallDurations: no entry for output BLOB 4000x3000 "
          "[consistency.stall-duration]"},
@@ -459,6 +469,21 @@ TEST_F(TamoTool, MetaCheckPassesACompleteCameraAndFindsEachMutation)
         EXPECT_THAT(run.out, HasSubstr(finding + "\n")) << family;
         EXPECT_EQ(run.err, "") << family;
     }
+
+    // A depth-only camera answers to the depth rules, not to an app's.
+    nlohmann::json depth = camera;
+    depth["android.request.availableCapabilities"] = {"DEPTH_OUTPUT"};
+    depth["android.info.supportedHardwareLevel"] = {"LIMITED"};
+    depth.erase("android.scaler.availableStreamConfigurations");
+    depth.erase("android.lens.info.hyperfocalDistance");
+    write("depth.json", depth.dump());
+    Outcome depthRun = tamo("meta check --from-json depth.json");
+    EXPECT_EQ(depthRun.status, 1);
+    EXPECT_THAT(depthRun.out, HasSubstr("error: android.depth.availableDepthStreamConfigurations: absent "
+                                        "[presence.depth-output]\n"));
+    EXPECT_THAT(depthRun.out, HasSubstr("error: android.lens.info.hyperfocalDistance: absent [presence.limited]\n"));
+    for (const char* rule : {"[presence.backward-compatible]", "[consistency.outputs]", "[presence.raw]"})
+        EXPECT_THAT(depthRun.out, testing::Not(HasSubstr(rule)));
 
     // The same findings as JSON; trouble reading the camera is status 2.
     nlohmann::json facingless = camera;
