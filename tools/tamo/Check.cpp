@@ -10,6 +10,7 @@
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
+#include <tamo_platform/IPlatformEnviron.h>
 
 #include "Camera.h"
 #include "CheckRules.h"
@@ -28,10 +29,11 @@ struct CheckArgs {
     bool asJson = false;
 };
 
-int report(const camera_metadata_t* camera, const std::string& source, bool asJson)
+int report(const camera_metadata_t* camera, const std::string& source, bool asJson,
+           const std::vector<std::string>* cameraIds = nullptr)
 {
     registerVendorTags(); // names for the framework's tags in findings
-    const std::vector<Finding> findings = checkCharacteristics(camera);
+    const std::vector<Finding> findings = checkCharacteristics(camera, cameraIds);
     size_t errors = 0;
     nlohmann::ordered_json array = nlohmann::ordered_json::array();
     for (const Finding& finding : findings) {
@@ -60,7 +62,13 @@ int checkCamera(const CheckArgs& args)
         std::shared_ptr<Metadata> characteristics = cameraCharacteristics(args.cameraId, error);
         if (characteristics == nullptr)
             return failWith(2, "{}", error);
-        return report(characteristics->getFwkMetadata(), fmt::format("camera {}", args.cameraId), args.asJson);
+        // The platform numbers its cameras from 0 without gaps.
+        std::vector<std::string> ids;
+        auto environment = platform::IPlatformEnviron::getInstance();
+        for (uint32_t id = 0; environment->getStaticMetadata(id) != nullptr; id++)
+            ids.push_back(std::to_string(id));
+        return report(characteristics->getFwkMetadata(), fmt::format("camera {}", args.cameraId), args.asJson,
+                      &ids);
     }
     if (!args.json.empty()) {
         bool read = false;

@@ -44,7 +44,7 @@ constexpr int32_t kYuv = ANDROID_SCALER_AVAILABLE_FORMATS_YCbCr_420_888;
 // are chosen by.
 class Camera {
 public:
-    explicit Camera(const camera_metadata_t* packet) : mPacket(packet)
+    Camera(const camera_metadata_t* packet, const std::vector<std::string>* ids) : mPacket(packet), mIds(ids)
     {
         if (auto level = find(ANDROID_INFO_SUPPORTED_HARDWARE_LEVEL); level && level->count == 1)
             mLevel = bit(int(number(*level, 0)));
@@ -99,11 +99,13 @@ public:
     }
 
     const camera_metadata_t* packet() const { return mPacket; }
+    const std::vector<std::string>* cameraIds() const { return mIds; }
     Mask level() const { return mLevel; }
     Mask capabilities() const { return mCapabilities; }
 
 private:
     const camera_metadata_t* mPacket;
+    const std::vector<std::string>* mIds;
     Mask mLevel = kLegacy; // the least asked of, when the level is missing
     Mask mCapabilities = 0;
 };
@@ -481,6 +483,11 @@ void physicalIds(const Camera& camera, const Rule& rule, Report& report)
         report.add(rule, {tag}, "the last id is not NUL-terminated");
     if (ids.size() < 2)
         report.add(rule, {tag}, "{} distinct camera id(s), not at least 2", ids.size());
+    const std::vector<std::string>* known = camera.cameraIds();
+    for (const std::string& name : ids) {
+        if (known != nullptr && std::find(known->begin(), known->end(), name) == known->end())
+            report.add(rule, {tag}, "names camera {}, which is not there", name);
+    }
 }
 
 void fpsRanges(const Camera& camera, const Rule& rule, Report& report)
@@ -733,7 +740,7 @@ const std::vector<Rule>& rules()
     {"consistency.flash-modes", E, 0, kBackward, 0, flashModes, {}, {},
      "AE flash modes are there exactly when a flash is"},
     {"consistency.physical-ids", E, 0, kLogical, 0, physicalIds, {}, {},
-     "A logical multi-camera names at least two physical cameras, NUL-terminated"},
+     "A logical multi-camera names at least two physical cameras, NUL-terminated, that are there (known for a host camera)"},
     };
     return table;
 }
@@ -754,9 +761,9 @@ std::string maskText(Mask mask, uint32_t tag, Mask all)
 
 } // namespace
 
-std::vector<Finding> checkCharacteristics(const camera_metadata_t* packet)
+std::vector<Finding> checkCharacteristics(const camera_metadata_t* packet, const std::vector<std::string>* cameraIds)
 {
-    const Camera camera(packet);
+    const Camera camera(packet, cameraIds);
     Report report;
     for (const Rule& rule : rules()) {
         if (rule.appliesTo(camera))

@@ -20,8 +20,10 @@ struct Finding {
     std::string message;
 };
 
-// Every rule that applies to the camera, in table order.
-std::vector<Finding> checkCharacteristics(const camera_metadata_t* camera);
+// Every rule that applies to the camera, in table order. `cameraIds`, when
+// given, are the cameras there are, for the ids a logical camera names.
+std::vector<Finding> checkCharacteristics(const camera_metadata_t* camera,
+                                          const std::vector<std::string>* cameraIds = nullptr);
 
 struct RuleText {
     std::string id, severity, appliesTo, statement;
