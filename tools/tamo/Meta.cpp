@@ -20,6 +20,7 @@
 #include <tamo/VendorTag.h>
 
 #include "Camera.h"
+#include "Check.h"
 #include "Command.h"
 #include "Files.h"
 #include "MetaValues.h"
@@ -106,6 +107,7 @@ struct JsonMake {
     unsigned int index = 0;
     bool skipUnknown = false;
     std::string out;
+    PacketUse use; // instead of writing `out`
 };
 
 int makeFromJson(const JsonMake& make)
@@ -183,6 +185,8 @@ int makeFromJson(const JsonMake& make)
         if (!metadata->updateMetaDataByTag(entry.tag, entry.bytes.data(), entry.count))
             return fail("{}: {}: the metadata library refused the entry", make.json, tagName(entry.tag));
     }
+    if (make.use)
+        return make.use(metadata->getFwkMetadata(), make.json + at);
     return writePacket(make.out, metadata->getFwkMetadata(), make.json + at);
 }
 
@@ -232,6 +236,11 @@ int diffMetadata(const std::string& pathA, const std::string& pathB)
 }
 
 } // namespace
+
+int useJsonCamera(const std::string& path, unsigned int index, const PacketUse& use)
+{
+    return makeFromJson({path, index, true, "", use});
+}
 
 void addMetaCommand(CLI::App& app, Runner& runner)
 {
@@ -283,6 +292,8 @@ void addMetaCommand(CLI::App& app, Runner& runner)
     diff->callback([&runner, diffPaths] {
         runner = [diffPaths] { return diffMetadata(diffPaths->first, diffPaths->second); };
     });
+
+    addMetaCheckCommand(*meta, runner);
 }
 
 } // namespace tamo::tool

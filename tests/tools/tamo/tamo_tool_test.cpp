@@ -9,8 +9,10 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -267,6 +269,239 @@ TEST_F(TamoTool, MetaRoundTripsThroughJsonDiffsAndRefusesWithOneLine)
     EXPECT_EQ(fs::file_size(dir / "empty.meta"), 48u);
 }
 
+// A FULL camera with RAW, manual control and burst that breaks no rule.
+nlohmann::json completeCamera()
+{
+    using S = std::vector<std::string>;
+    auto fours = [](std::vector<S> rows) {
+        S all;
+        for (const S& row : rows)
+            all.insert(all.end(), row.begin(), row.end());
+        return all;
+    };
+    const S matrix = {"1", "1", "0", "1", "0", "1", "0", "1", "1", "1", "0", "1", "0", "1", "0", "1", "1", "1"};
+    return {
+        {"android.info.supportedHardwareLevel", S{"FULL"}},
+        {"android.request.availableCapabilities",
+         S{"BACKWARD_COMPATIBLE", "MANUAL_SENSOR", "MANUAL_POST_PROCESSING", "RAW", "BURST_CAPTURE"}},
+        {"android.lens.facing", S{"BACK"}},
+        {"android.colorCorrection.availableAberrationModes", S{"0", "1"}},
+        {"android.control.availableModes", S{"0", "1"}},
+        {"android.control.aeAvailableAntibandingModes", S{"3"}},
+        {"android.control.aeAvailableModes", S{"0", "1", "2", "3"}},
+        {"android.control.aeAvailableTargetFpsRanges", S{"15", "30", "30", "30"}},
+        {"android.control.aeCompensationRange", S{"-6", "6"}},
+        {"android.control.aeCompensationStep", S{"1", "3"}},
+        {"android.control.aeLockAvailable", S{"TRUE"}},
+        {"android.control.afAvailableModes", S{"0", "1"}},
+        {"android.control.availableEffects", S{"0"}},
+        {"android.control.availableSceneModes", S{"0"}},
+        {"android.control.availableVideoStabilizationModes", S{"0"}},
+        {"android.control.awbAvailableModes", S{"0", "1"}},
+        {"android.control.awbLockAvailable", S{"TRUE"}},
+        {"android.control.maxRegions", S{"1", "0", "1"}},
+        {"android.flash.info.available", S{"TRUE"}},
+        {"android.jpeg.availableThumbnailSizes", S{"0", "0", "160", "120"}},
+        {"android.lens.info.availableFocalLengths", S{"4.5"}},
+        {"android.lens.info.availableOpticalStabilization", S{"0"}},
+        {"android.lens.info.minimumFocusDistance", S{"10"}},
+        {"android.lens.info.hyperfocalDistance", S{"0.1"}},
+        {"android.lens.info.availableApertures", S{"1.8"}},
+        {"android.lens.info.availableFilterDensities", S{"0"}},
+        {"android.lens.info.focusDistanceCalibration", S{"APPROXIMATE"}},
+        {"android.noiseReduction.availableNoiseReductionModes", S{"0", "1"}},
+        {"android.edge.availableEdgeModes", S{"0", "1"}},
+        {"android.request.maxNumOutputStreams", S{"1", "3", "2"}},
+        {"android.request.partialResultCount", S{"1"}},
+        {"android.request.pipelineMaxDepth", S{"4"}},
+        {"android.scaler.availableMaxDigitalZoom", S{"4"}},
+        {"android.scaler.croppingType", S{"CENTER_ONLY"}},
+        {"android.scaler.availableStreamConfigurations",
+         fours({{"33", "4000", "3000", "OUTPUT"}, {"35", "4000", "3000", "OUTPUT"}, {"35", "1920", "1080", "OUTPUT"},
+                {"34", "1920", "1080", "OUTPUT"}, {"32", "4000", "3000", "OUTPUT"}})},
+        {"android.scaler.availableMinFrameDurations",
+         fours({{"33", "4000", "3000", "33333333"}, {"35", "4000", "3000", "33333333"},
+                {"35", "1920", "1080", "33333333"}, {"34", "1920", "1080", "33333333"},
+                {"32", "4000", "3000", "50000000"}})},
+        {"android.scaler.availableStallDurations",
+         fours({{"33", "4000", "3000", "20000000"}, {"32", "4000", "3000", "20000000"}})},
+        {"android.sensor.info.activeArraySize", S{"0", "0", "4000", "3000"}},
+        {"android.sensor.info.preCorrectionActiveArraySize", S{"0", "0", "4000", "3000"}},
+        {"android.sensor.info.pixelArraySize", S{"4032", "3024"}},
+        {"android.sensor.info.physicalSize", S{"6.4", "4.8"}},
+        {"android.sensor.info.timestampSource", S{"REALTIME"}},
+        {"android.sensor.info.exposureTimeRange", S{"1000", "300000000"}},
+        {"android.sensor.info.maxFrameDuration", S{"300000000"}},
+        {"android.sensor.info.sensitivityRange", S{"100", "1600"}},
+        {"android.sensor.info.whiteLevel", S{"1023"}},
+        {"android.sensor.info.colorFilterArrangement", S{"RGGB"}},
+        {"android.sensor.maxAnalogSensitivity", S{"800"}},
+        {"android.sensor.blackLevelPattern", S{"64", "64", "64", "64"}},
+        {"android.sensor.calibrationTransform1", matrix},
+        {"android.sensor.colorTransform1", matrix},
+        {"android.sensor.forwardMatrix1", matrix},
+        {"android.sensor.referenceIlluminant1", S{"D65"}},
+        {"android.sensor.orientation", S{"90"}},
+        {"android.shading.availableModes", S{"0", "1"}},
+        {"android.tonemap.availableToneMapModes", S{"0", "1", "2"}},
+        {"android.tonemap.maxCurvePoints", S{"64"}},
+        {"android.hotPixel.availableHotPixelModes", S{"0", "1"}},
+        {"android.statistics.info.availableFaceDetectModes", S{"0"}},
+        {"android.statistics.info.availableHotPixelMapModes", S{"0"}},
+        {"android.statistics.info.availableLensShadingMapModes", S{"0"}},
+        {"android.statistics.info.maxFaceCount", S{"0"}},
+        {"android.sync.maxLatency", S{"PER_FRAME_CONTROL"}},
+    };
+}
+
+// The complete camera passes; each mutation, grouped by family, gives its
+// rule's finding and exit status 1. The key lists name the tags the tool
+// itself numbers in a dump.
+TEST_F(TamoTool, MetaCheckPassesACompleteCameraAndFindsEachMutation)
+{
+    nlohmann::json camera = completeCamera();
+    write("bare.json", camera.dump());
+    ASSERT_EQ(tamo("meta make --from-json bare.json bare.meta").status, 0);
+    std::vector<std::string> keys;
+    std::string lensFacing;
+    std::istringstream dump(tamo("meta dump bare.meta").out);
+    for (std::string line; std::getline(dump, line);) {
+        if (line.rfind("0x", 0) != 0)
+            continue;
+        keys.push_back(std::to_string(std::stoul(line.substr(0, 10), nullptr, 16)));
+        if (line.find("Tag:android.lens.facing ") != std::string::npos)
+            lensFacing = keys.back();
+    }
+    for (const char* list : {"android.request.availableCharacteristicsKeys", "android.request.availableRequestKeys",
+                             "android.request.availableResultKeys"})
+        camera[list] = keys;
+    write("cam.json", camera.dump());
+    ASSERT_EQ(tamo("meta make --from-json cam.json cam.meta").status, 0);
+
+    Outcome pass = tamo("meta check cam.meta");
+    EXPECT_EQ(pass.status, 0) << pass.out;
+    EXPECT_EQ(pass.out, "cam.meta: 0 error(s), 0 warning(s)\n");
+
+    using Change = std::function<void(nlohmann::json&)>;
+    auto erase = [](const char* key) { return Change([key](nlohmann::json& c) { c.erase(key); }); };
+    auto set = [](const char* key, std::vector<std::string> values) {
+        return Change([key, values](nlohmann::json& c) { c[key] = values; });
+    };
+    const struct {
+        const char* family;
+        Change change;
+        std::string finding; // a warning or none exits 0
+    } mutations[] = {
+        {"presence", erase("android.lens.facing"), "error: android.lens.facing: absent [presence.every]"},
+        {"presence", erase("android.sensor.info.physicalSize"),
+         "error: android.sensor.info.physicalSize: absent [presence.optics]"},
+        {"presence", erase("android.sensor.info.exposureTimeRange"),
+         "error: android.sensor.info.exposureTimeRange: absent [presence.manual-sensor]"},
+        {"presence", erase("android.sensor.info.whiteLevel"),
+         "error: android.sensor.info.whiteLevel: absent [presence.raw]"},
+        {"presence", set("android.request.availableCapabilities", {"BACKWARD_COMPATIBLE", "DEPTH_OUTPUT"}),
+         "error: android.depth.depthIsExclusive: absent [presence.depth-output]"},
+        {"presence", set("android.request.availableCapabilities", {"LOGICAL_MULTI_CAMERA"}),
+         "error: android.logicalMultiCamera.sensorSyncType: absent [presence.logical-multi-camera]"},
+        {"types and counts", set("android.sensor.info.activeArraySize", {"0", "0", "4000"}),
+         "error: android.sensor.info.activeArraySize: 3 values, not 4 [count.four]"},
+        {"types and counts", set("android.control.aeCompensationRange", {"-6"}),
+         "error: android.control.aeCompensationRange: 1 values, not 2 [count.two]"},
+        {"types and counts", set("android.scaler.availableStallDurations", {"33", "4000", "3000"}),
+         "error: android.scaler.availableStallDurations: 3 values, not whole tuples of 4 [tuple.four]"},
+        {"types and counts", set("android.control.aeAvailableTargetFpsRanges", {"15", "30", "30"}),
+         "error: android.control.aeAvailableTargetFpsRanges: 3 values, not whole tuples of 2 [tuple.two]"},
+        {"values", set("android.lens.facing", {"255"}),
+         "error: android.lens.facing: [0] 255 has no label [value.enum]"},
+        {"values", set("android.sensor.orientation", {"45"}),
+         "error: android.sensor.orientation: 45 is not one of 0, 90, 180, 270 [value.orientation]"},
+        {"values", set("android.control.aeCompensationRange", {"1", "6"}),
+         "error: android.control.aeCompensationRange: (1, 6) does not contain 0 [value.ae-compensation-zero]"},
+        {"values", set("android.sensor.info.sensitivityRange", {"1600", "100"}),
+         "error: android.sensor.info.sensitivityRange: (1600, 100): min above max [value.ordered]"},
+        {"values", set("android.control.aeAvailableTargetFpsRanges", {"0", "30"}),
+         "error: android.control.aeAvailableTargetFpsRanges: [0] 0 is below 1 [value.fps-positive]"},
+        {"values", set("android.control.awbLockAvailable", {"FALSE"}),
+         "error: android.control.awbLockAvailable: FALSE [value.burst-locks]"},
+        {"values", set("android.control.availableSceneModes", {"0", "100"}), "mutant.json: 0 error(s), 0 warning(s)"},
+        {"consistency",
+         [](nlohmann::json& c) {
+             auto& durations = c["android.scaler.availableMinFrameDurations"];
+             durations.erase(durations.begin(), durations.begin() + 4);
+         },
+         "error: android.scaler.availableMinFrameDurations: no entry for output BLOB 4000x3000 "
+         "[consistency.min-frame-duration]"},
+        {"consistency",
+         [&](nlohmann::json& c) {
+             auto& listed = c["android.request.availableCharacteristicsKeys"];
+             listed.erase(std::find(listed.begin(), listed.end(), lensFacing));
+         },
+         "error: android.request.availableCharacteristicsKeys, android.lens.facing: android.lens.facing is carried "
+         "but not listed [consistency.mandatory-listed]"},
+        {"consistency", set("android.sensor.info.activeArraySize", {"100", "0", "4000", "3000"}),
+         "error: android.sensor.info.activeArraySize, android.sensor.info.pixelArraySize: (100, 0, 4000, 3000) is "
+         "not inside 4032x3024 [consistency.active-array]"},
+        {"consistency", set("android.control.aeAvailableModes", {"0", "2", "3"}),
+         "error: android.control.aeAvailableModes: no ON [consistency.ae-modes]"},
+        {"consistency", set("android.flash.info.available", {"FALSE"}),
+         "error: android.control.aeAvailableModes, android.flash.info.available: ON_AUTO_FLASH without a flash "
+         "[consistency.flash-modes]"},
+        {"consistency", set("android.scaler.availableStreamConfigurations", {"33", "4000", "3000", "OUTPUT"}),
+         "error: android.scaler.availableStreamConfigurations: no YUV_420_888 output [consistency.outputs]"},
+        {"consistency",
+         [](nlohmann::json& c) {
+             c["android.request.availableCapabilities"].push_back("LOGICAL_MULTI_CAMERA");
+             c["android.logicalMultiCamera.physicalIds"] = {"50", "0", "50", "0"};
+             c["android.logicalMultiCamera.sensorSyncType"] = {"CALIBRATED"};
+         },
+         "error: android.logicalMultiCamera.physicalIds: 1 distinct camera id(s), not at least 2 "
+         "[consistency.physical-ids]"},
+        {"consistency", set("android.scaler.availableStallDurations", {"32", "4000", "3000", "20000000"}),
+         "warning: android.scaler.availableStallDurations: no entry for output BLOB 4000x3000 "
+         "[consistency.stall-duration]"},
+    };
+    for (const auto& [family, change, finding] : mutations) {
+        nlohmann::json mutant = camera;
+        change(mutant);
+        write("mutant.json", mutant.dump());
+        Outcome run = tamo("meta check --from-json mutant.json");
+        EXPECT_EQ(run.status, finding.rfind("error", 0) == 0 ? 1 : 0) << family << ": " << finding;
+        EXPECT_THAT(run.out, HasSubstr(finding + "\n")) << family;
+        EXPECT_EQ(run.err, "") << family;
+    }
+
+    // A depth-only camera answers to the depth rules, not to an app's.
+    nlohmann::json depth = camera;
+    depth["android.request.availableCapabilities"] = {"DEPTH_OUTPUT"};
+    depth["android.info.supportedHardwareLevel"] = {"LIMITED"};
+    depth.erase("android.scaler.availableStreamConfigurations");
+    depth.erase("android.lens.info.hyperfocalDistance");
+    write("depth.json", depth.dump());
+    Outcome depthRun = tamo("meta check --from-json depth.json");
+    EXPECT_EQ(depthRun.status, 1);
+    EXPECT_THAT(depthRun.out, HasSubstr("error: android.depth.availableDepthStreamConfigurations: absent "
+                                        "[presence.depth-output]\n"));
+    EXPECT_THAT(depthRun.out, HasSubstr("error: android.lens.info.hyperfocalDistance: absent [presence.limited]\n"));
+    for (const char* rule : {"[presence.backward-compatible]", "[consistency.outputs]", "[presence.raw]"})
+        EXPECT_THAT(depthRun.out, testing::Not(HasSubstr(rule)));
+
+    // The same findings as JSON; trouble reading the camera is status 2.
+    nlohmann::json facingless = camera;
+    facingless.erase("android.lens.facing");
+    write("mutant.json", facingless.dump());
+    Outcome json = tamo("meta check --json --from-json mutant.json");
+    EXPECT_EQ(json.status, 1);
+    EXPECT_EQ(nlohmann::json::parse(json.out).at(0),
+              nlohmann::json({{"severity", "error"}, {"rule", "presence.every"}, {"keys", {"android.lens.facing"}},
+                              {"message", "absent"}}));
+    for (const char* trouble : {"meta check missing.meta", "meta check --camera 9", "meta check --from-json cam.meta"}) {
+        Outcome run = tamo(trouble);
+        EXPECT_EQ(run.status, 2) << trouble;
+        EXPECT_EQ(run.out, "") << trouble;
+        EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+    }
+}
+
 // One write path for every output: a failed write leaves the target as it
 // was and no temporary beside it; a link is followed, a device is written in
 // place and stays; an output that is an input is refused before any reading.
@@ -340,7 +575,8 @@ TEST_F(TamoTool, UsageErrorsExitTwoAndSayWhatIsAccepted)
         std::vector<std::string> said;
     } usage[] = {
         {"", {"session", "tags", "meta", "raw2png", "Exit status: 0 done; 1 refused"}},
-        {"meta", {"dump", "make", "diff"}},
+        {"meta", {"dump", "make", "diff", "check"}},
+        {"meta check", {"--from-json", "--camera", "--rules"}},
         {"tags --bogus", {"--bogus"}},
         {"raw2png --format y8 --size 4294967297x1 in out", {"--size: expected WxH, sides 1 to 65535, at most 2^28 pixels"}},
         {"raw2png --format y8 --size 1x1 --stride 0 in out", {"tamo: --stride: Value 0 not in range 1 to 4294967295 "}},
