@@ -139,7 +139,7 @@ std::optional<Key> parseKey(const std::string& key, const std::unordered_map<std
     std::string base = key;
     unsigned int occurrence = 1;
     const size_t hash = key.rfind('#');
-    if (hash != std::string::npos && hash + 1 < key.size() && key.size() - hash <= 6 &&
+    if (hash != std::string::npos && hash + 1 < key.size() && key.size() - hash <= 8 &&
         std::all_of(key.begin() + hash + 1, key.end(), [](char c) { return c >= '0' && c <= '9'; })) {
         occurrence = unsigned(std::stoul(key.substr(hash + 1)));
         if (occurrence < 2)
@@ -213,7 +213,7 @@ Packet importJson(const std::string& text, JsonImport& import, std::string& erro
     }
 
     std::vector<Entry> entries;
-    const std::unordered_map<std::string, uint32_t> tags = tagsByName();
+    static const std::unordered_map<std::string, uint32_t> tags = tagsByName(); // fixed for the process
     unnamedTypes().clear();
     for (auto member = camera->begin(); member != camera->end(); ++member) {
         const std::string key = member.name();
