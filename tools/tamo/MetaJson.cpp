@@ -3,11 +3,13 @@
 #include <dlfcn.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <map>
 #include <memory>
 #include <optional>
 #include <sstream>
+#include <tuple>
 #include <unordered_map>
 
 #include <fmt/format.h>
@@ -155,7 +157,7 @@ std::optional<Key> parseKey(const std::string& key, const std::unordered_map<std
     if (base.size() < 12 || std::sscanf(base.c_str(), "0x%8x:%15[a-z0-9]%n", &tag, type, &end) != 2 ||
         size_t(end) != base.size() || base != fmt::format("{:#010x}:{}", tag, type) || tag < uint32_t(VENDOR_SECTION_START))
         return std::nullopt;
-    const int known = get_camera_metadata_tag_type(tag);
+    const int known = VendorTagDescriptorUtils::tamo_get_tag_type(nullptr, tag); // not unnamedTypes()
     for (int t = 0; t < NUM_TYPES; t++) {
         if (std::strcmp(type, camera_metadata_type_names[t]) == 0 && (!typed(known) || known == t))
             return Key{tag, t, occurrence};
@@ -233,8 +235,11 @@ Packet importJson(const std::string& text, JsonImport& import, std::string& erro
             return nullptr;
         }
         const auto type = uint8_t(parsed->type);
-        if (!typed(get_camera_metadata_tag_type(parsed->tag)))
-            unnamedTypes()[parsed->tag] = type;
+        if (!typed(VendorTagDescriptorUtils::tamo_get_tag_type(nullptr, parsed->tag)) &&
+            unnamedTypes().emplace(parsed->tag, type).first->second != type) {
+            error = fmt::format("{}: {}: another type than the tag's other keys give it", file, where);
+            return nullptr;
+        }
         Entry entry{*parsed, 0, {}};
         for (Json::ArrayIndex i = 0; i < values.size(); i++) {
             const Json::Value& value = values[i];
@@ -278,7 +283,7 @@ Packet importJson(const std::string& text, JsonImport& import, std::string& erro
     for (size_t i = 0; i < entries.size(); i++) {
         const Key& key = entries[i].key;
         if (i > 0 && key.tag == entries[i - 1].key.tag && key.occurrence == entries[i - 1].key.occurrence) {
-            error = fmt::format("{}: {}: a second entry {} of the tag", file, clip(tagName(key.tag)), key.occurrence);
+            error = fmt::format("{}: {}: two keys name its entry {}", file, clip(tagName(key.tag)), key.occurrence);
             return nullptr;
         }
         dataBytes += calculate_camera_metadata_entry_data_size(uint8_t(key.type), entries[i].count);

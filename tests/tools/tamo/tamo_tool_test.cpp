@@ -286,6 +286,7 @@ TEST_F(TamoTool, MetaReadsJsonAsTheHalDoesAndCheaply)
     write("wide.json", wide + "]]}");
     write("long.json", "{\"android.sensor.orientation\": [\"" + std::string(100000, '7') + "\"]}");
     write("trail.json", "{\"android.lens.facing\": [\"FRONT\"]} {}");
+    write("types.json", R"({"0x8001fffe:int32": ["1"], "0x8001fffe:byte": ["1"]})");
     const std::pair<std::string, std::string> refused[] = {
         {"caps.json", "caps.json: android.request.availableCapabilities[1]: 'DYNAMIC_RANGE_TEN_BIT' is not an API "
                       "level 30 value of android.request.availableCapabilities\n"},
@@ -294,6 +295,7 @@ TEST_F(TamoTool, MetaReadsJsonAsTheHalDoesAndCheaply)
         {"wide.json", "wide.json: android.sensor.orientation[0]: an array of 1000000 is not a string\n"},
         {"long.json", "long.json: android.sensor.orientation[0]: '" + std::string(80, '7') + "...' is not a value of type int32\n"},
         {"trail.json", "trail.json: not JSON: line 1, column 36: Extra non-whitespace after JSON value.\n"},
+        {"types.json", "types.json: 0x8001fffe:int32: another type than the tag's other keys give it\n"},
     };
     for (const auto& [file, reason] : refused) {
         Outcome bad = tamo("meta make --from-json " + file + " none.meta");
