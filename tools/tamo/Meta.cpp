@@ -99,8 +99,10 @@ int makeFromJson(const JsonMake& make)
         return fail("{}", error);
     JsonImport import{make.json, make.index, make.skipUnknown, {}, {}};
     const Packet packet = importJson(text, import, error);
+    std::string warnings; // one write: stderr is unbuffered, and there may be many
     for (const std::string& warning : import.warnings)
-        fmt::print(stderr, "tamo: warning: {}\n", warning);
+        warnings += fmt::format("tamo: warning: {}\n", warning);
+    fmt::print(stderr, "{}", warnings);
     if (packet == nullptr)
         return fail("{}", error);
     return writePacket(make.out, packet.get(), make.json + import.at);
