@@ -14,7 +14,7 @@ packages=(
   cmake ninja-build g++ pkg-config file
   libgtest-dev libgmock-dev libbenchmark-dev
   android-libcutils-dev android-libutils-dev
-  libcli11-dev libfmt-dev nlohmann-json3-dev libpng-dev
+  libcli11-dev libfmt-dev nlohmann-json3-dev libjsoncpp-dev libpng-dev
 )
 # Fuzzers and the sanitizer runs in CI need clang and its runtimes; the
 # device header and link check needs lld and the arm64 C library headers too.

@@ -15,6 +15,19 @@ namespace tamo::tool {
 
 namespace {
 
+// The first entry of each tag, in packet order: what a lookup by tag sees.
+std::vector<camera_metadata_ro_entry_t> firstEntries(const camera_metadata_t* packet)
+{
+    std::vector<camera_metadata_ro_entry_t> entries;
+    std::set<uint32_t> seen;
+    camera_metadata_ro_entry_t entry{};
+    for (size_t i = 0; get_camera_metadata_ro_entry(packet, i, &entry) == 0; i++) {
+        if (seen.insert(entry.tag).second)
+            entries.push_back(entry);
+    }
+    return entries;
+}
+
 using Mask = uint32_t;
 constexpr Mask bit(int value) { return Mask{1} << value; }
 

@@ -9,12 +9,10 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 #include <system/camera_metadata.h>
 #include <tamo/Metadata.h>
 #include <tamo/VendorTag.h>
@@ -23,13 +21,12 @@
 #include "Check.h"
 #include "Command.h"
 #include "Files.h"
+#include "MetaJson.h"
 #include "MetaValues.h"
 
 namespace tamo::tool {
 
 namespace {
-
-using Json = nlohmann::ordered_json; // keys stay in the file's order
 
 int dumpMetadata(const std::string& path, bool json)
 {
@@ -41,10 +38,7 @@ int dumpMetadata(const std::string& path, bool json)
     const camera_metadata_t* packet = file->get();
 
     if (json) {
-        Json camera = Json::object();
-        for (const camera_metadata_ro_entry_t& entry : firstEntries(packet))
-            camera[tagName(entry.tag)] = renderValues(entry);
-        fmt::print("{}\n", camera.dump(2));
+        fmt::print("{}\n", exportJson(packet));
         return 0;
     }
 
@@ -58,7 +52,9 @@ int dumpMetadata(const std::string& path, bool json)
                MetadataUtils::getCameraMetadataDataCount(packet),
                MetadataUtils::getCameraMetadataDataCapacity(packet));
     // The library renders the first entry of a tag.
-    for (const camera_metadata_ro_entry_t& entry : firstEntries(metadata->getFwkMetadata())) {
+    for (const auto& [key, entry] : keyedEntries(metadata->getFwkMetadata())) {
+        if (key.find('#') != std::string::npos)
+            continue;
         std::string line;
         metadata->dumpByTag(entry.tag, line);
         fmt::print("{:#010x}  {}", entry.tag, line);
@@ -86,22 +82,6 @@ int makeMetadata(unsigned int cameraId, const std::string& path)
                        fmt::format("camera {} characteristics", cameraId));
 }
 
-// Keeps the parser's reason, with line and column, instead of throwing it.
-class JsonReader : public nlohmann::detail::json_sax_dom_parser<Json> {
-public:
-    explicit JsonReader(Json& root) : json_sax_dom_parser(root, false) {}
-
-    template <typename Exception>
-    bool parse_error(std::size_t position, const std::string& token, const Exception& error)
-    {
-        reason = error.what();
-        reason.erase(0, reason.find("] ") + 2); // the exception's id
-        return json_sax_dom_parser::parse_error(position, token, error);
-    }
-
-    std::string reason;
-};
-
 struct JsonMake {
     std::string json;
     unsigned int index = 0;
@@ -119,75 +99,17 @@ int makeFromJson(const JsonMake& make)
     std::string text(size.value_or(0), '\0');
     if (!size || !readFile(make.json, text.data(), text.size(), error))
         return fail("{}", error);
-    Json document;
-    JsonReader reader(document);
-    if (!Json::sax_parse(text, &reader))
-        return fail("{}: not JSON: {}", make.json, reader.reason);
-
-    // One camera, or one of an array of them: a logical camera and its members.
-    const Json* camera = &document;
-    std::string at; // where in the file, for messages
-    if (document.is_array()) {
-        if (make.index >= document.size())
-            return fail("{}: [{}]: no such element, the array holds {}", make.json, make.index,
-                        document.size());
-        camera = &document[make.index];
-        at = fmt::format("[{}]", make.index);
-    } else if (make.index != 0) {
-        return fail("{}: [{}]: no such element, the file holds one object", make.json, make.index);
-    }
-    if (!camera->is_object())
-        return fail("{}: {}: not an object of tag names and values", make.json, at.empty() ? "top" : at);
-
-    struct Entry {
-        uint32_t tag;
-        size_t count;
-        std::vector<uint8_t> bytes;
-    };
-    std::vector<Entry> entries;
-    size_t dataBytes = 0;
-    const std::unordered_map<std::string, uint32_t> tags = tagsByName();
-    for (const auto& [key, values] : camera->items()) {
-        const std::string where = at.empty() ? key : at + "." + key;
-        const auto tag = tags.find(key);
-        const int type = tag == tags.end() ? -1 : get_camera_metadata_tag_type(tag->second);
-        if (type < 0 || type >= NUM_TYPES) {
-            if (!make.skipUnknown)
-                return fail("{}: {}: no such tag", make.json, where);
-            fmt::print(stderr, "tamo: warning: {}: {}: no such tag, skipped\n", make.json, where);
-            continue;
-        }
-        if (!values.is_array())
-            return fail("{}: {}: not an array of strings", make.json, where);
-        Entry entry{tag->second, values.size(), {}};
-        for (size_t i = 0; i < values.size(); i++) {
-            if (!values[i].is_string())
-                return fail("{}: {}[{}]: {} is not a string", make.json, where, i, values[i].dump());
-            if (!parseValue(entry.tag, uint8_t(type), values[i].get_ref<const std::string&>(), entry.bytes))
-                return fail("{}: {}[{}]: {} is not a value of type {}", make.json, where, i,
-                            values[i].dump(), camera_metadata_type_names[type]);
-        }
-        if (type == TYPE_RATIONAL) {
-            if (values.size() % 2 != 0)
-                return fail("{}: {}[{}]: a rational without its denominator (odd length {})",
-                            make.json, where, values.size() - 1, values.size());
-            entry.count /= 2;
-        }
-        dataBytes += calculate_camera_metadata_entry_data_size(uint8_t(type), entry.count);
-        entries.push_back(std::move(entry));
-    }
-
-    // Exactly the room its entries take.
-    std::shared_ptr<Metadata> metadata = Metadata::create();
-    if (!metadata->init(entries.size(), dataBytes))
-        return fail("{}: no memory for {} entries", make.json, entries.size());
-    for (const Entry& entry : entries) {
-        if (!metadata->updateMetaDataByTag(entry.tag, entry.bytes.data(), entry.count))
-            return fail("{}: {}: the metadata library refused the entry", make.json, tagName(entry.tag));
-    }
+    JsonImport import{make.json, make.index, make.skipUnknown, {}, {}};
+    const Packet packet = importJson(text, import, error);
+    std::string warnings; // one write: stderr is unbuffered, and there may be many
+    for (const std::string& warning : import.warnings)
+        warnings += fmt::format("tamo: warning: {}\n", warning);
+    fmt::print(stderr, "{}", warnings);
+    if (packet == nullptr)
+        return fail("{}", error);
     if (make.use)
-        return make.use(metadata->getFwkMetadata(), make.json + at);
-    return writePacket(make.out, metadata->getFwkMetadata(), make.json + at);
+        return make.use(packet.get(), make.json + import.at);
+    return writePacket(make.out, packet.get(), make.json + import.at);
 }
 
 // 0 same, 1 different, 2 trouble, as diff(1) answers.
@@ -199,18 +121,19 @@ int diffMetadata(const std::string& pathA, const std::string& pathB)
         std::vector<std::string> text;
         bool operator==(const Values& other) const { return type == other.type && text == other.text; }
     };
-    std::map<uint32_t, Values> sides[2]; // by tag: differences come out in tag order
+    // By tag and then by the entry's place among the tag's: every entry counts.
+    std::map<std::pair<uint32_t, std::string>, Values> sides[2];
     const std::string* paths[2] = {&pathA, &pathB};
     for (int side = 0; side < 2; side++) {
         std::string error;
         const std::optional<PacketFile> file = PacketFile::read(*paths[side], error);
         if (!file)
             return failWith(2, "{}", error);
-        for (const camera_metadata_ro_entry_t& entry : firstEntries(file->get()))
-            sides[side][entry.tag] = {entry.type, renderValues(entry)};
+        for (const auto& [key, entry] : keyedEntries(file->get()))
+            sides[side][{entry.tag, key}] = {entry.type, renderValues(entry)};
     }
 
-    std::map<uint32_t, int> changes; // tag -> 1 only in A, 2 only in B, 3 in both, differing
+    std::map<std::pair<uint32_t, std::string>, int> changes; // 1 only in A, 2 only in B, 3 in both, differing
     for (int side = 0; side < 2; side++) {
         for (const auto& [tag, values] : sides[side]) {
             const auto other = sides[1 - side].find(tag);
@@ -222,12 +145,11 @@ int diffMetadata(const std::string& pathA, const std::string& pathB)
         return 0;
     fmt::print("--- {}\n+++ {}\n", pathA, pathB);
     int counts[4] = {};
-    for (const auto& [tag, change] : changes) {
+    for (const auto& [entry, change] : changes) {
         counts[change]++;
         for (int side = 0; side < 2; side++) {
             if (change & (1 << side))
-                fmt::print("{} {} [ {} ]\n", "-+"[side], tagName(tag),
-                           fmt::join(sides[side][tag].text, " "));
+                fmt::print("{} {} [ {} ]\n", "-+"[side], entry.second, fmt::join(sides[side][entry].text, " "));
         }
     }
     fmt::print("{} only in {}, {} only in {}, {} with other values\n", counts[1], pathA, counts[2],
@@ -273,7 +195,7 @@ void addMetaCommand(CLI::App& app, Runner& runner)
     source->require_option(1);
     make->add_option("--index", json->index, "The element of a JSON array to write (default 0)")
         ->needs(fromJson);
-    make->add_flag("--skip-unknown", json->skipUnknown, "Warn about unknown tag names instead of failing")
+    make->add_flag("--skip-unknown", json->skipUnknown, "Warn about unknown tag names and labels, and leave them out, instead of failing")
         ->needs(fromJson);
     make->add_option("FILE", json->out, "Output file, or - for standard output")->required();
     make->callback([&runner, cameraId, json, fromJson] {

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
-#include <set>
 
 #include <fmt/core.h>
 
@@ -13,9 +12,6 @@
 namespace tamo::tool {
 
 namespace {
-
-// Far beyond any camera's metadata; a bigger file is not one.
-constexpr uintmax_t kMaxMetadataFile = 64u << 20;
 
 std::optional<std::string> label(uint32_t tag, int64_t value)
 {
@@ -76,19 +72,12 @@ std::optional<PacketFile> PacketFile::read(const std::string& path, std::string&
         error = fmt::format("{}: not a valid camera metadata buffer ({} bytes)", path, *size);
         return std::nullopt;
     }
-    return file;
-}
-
-std::vector<camera_metadata_ro_entry_t> firstEntries(const camera_metadata_t* packet)
-{
-    std::vector<camera_metadata_ro_entry_t> entries;
-    std::set<uint32_t> seen;
-    camera_metadata_ro_entry_t entry{};
-    for (size_t i = 0; get_camera_metadata_ro_entry(packet, i, &entry) == 0; i++) {
-        if (seen.insert(entry.tag).second)
-            entries.push_back(entry);
+    // Another packet, or anything, after this one would go unseen.
+    if (const size_t packet = get_camera_metadata_size(file.get()); packet != *size) {
+        error = fmt::format("{}: {} bytes after the packet's {}", path, *size - packet, packet);
+        return std::nullopt;
     }
-    return entries;
+    return file;
 }
 
 std::string tagName(uint32_t tag)

@@ -14,6 +14,9 @@
 
 namespace tamo::tool {
 
+// Far beyond any camera's metadata; a bigger file is not one.
+constexpr uintmax_t kMaxMetadataFile = 64u << 20;
+
 // A file read as a packet, validated, in memory aligned as packets must be.
 class PacketFile {
 public:
@@ -26,9 +29,6 @@ private:
     std::vector<uint64_t> mWords;
     size_t mBytes = 0;
 };
-
-// The first entry of each tag, in packet order: what a lookup by tag sees.
-std::vector<camera_metadata_ro_entry_t> firstEntries(const camera_metadata_t* packet);
 
 // "section.name", or the number as 0x%08x for a tag the library cannot name.
 std::string tagName(uint32_t tag);

@@ -43,8 +43,9 @@ int main(int argc, char** argv)
 
     CLI::App app{"tamo: the camera HAL utility library libtamo_utils, played on the host"};
     app.footer("Exit status: 0 done; 1 refused (an input not taken, no such camera, an output "
-               "that is an input) or, for meta diff, a difference; 2 a usage error or trouble "
-               "(an output not written, the library failing).");
+               "that is an input) or, for meta diff, a difference and, for meta check, an error "
+               "found; 2 a usage error or trouble (an output not written, the library failing, "
+               "and for meta check an input it cannot read).");
     app.set_version_flag("--version", "tamo (libtamo_utils) " TAMO_UTILS_VERSION);
     app.require_subcommand(0, 1);
     app.fallthrough();

@@ -245,10 +245,10 @@ TEST_F(TamoTool, MetaRoundTripsThroughJsonDiffsAndRefusesWithOneLine)
         {"meta make --camera 9 none.meta", "the platform has no camera 9\n"},
         {"raw2png --format raw10 --size 8x1 short.raw10 short.png",
          "short.raw10: 63 bytes, too short: 8x1 raw10 at stride 64 takes 64\n"},
-        {"meta make --from-json bad.json none.meta", "bad.json: not JSON: parse error at line 2, column 7: "},
+        {"meta make --from-json bad.json none.meta", "bad.json: not JSON: line 2, column 7: "},
         {"meta make --from-json wrong.json none.meta", "wrong.json: [0].android.lens.facin: no such tag\n"},
         {"meta make --from-json wrong.json --index 1 none.meta",
-         "wrong.json: [1].android.sensor.orientation[0]: \"9x\" is not a value of type int32\n"},
+         "wrong.json: [1].android.sensor.orientation[0]: '9x' is not a value of type int32\n"},
         {"meta make --from-json wrong.json --index 2 none.meta",
          "wrong.json: [2].android.sensor.forwardMatrix1[2]: a rational without its denominator (odd length 3)\n"},
         {"meta diff cam0.meta bad.meta", "bad.meta: not a valid camera metadata buffer (" + badSize + " bytes)\n", 2},
@@ -499,6 +499,93 @@ TEST_F(TamoTool, MetaCheckPassesACompleteCameraAndFindsEachMutation)
         EXPECT_EQ(run.status, 2) << trouble;
         EXPECT_EQ(run.out, "") << trouble;
         EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+    }
+}
+
+// What the emulated camera HAL's files hold is read as its reader reads it;
+// what an attacker writes costs little time, stack or message.
+TEST_F(TamoTool, MetaReadsJsonAsTheHalDoesAndCheaply)
+{
+    write("commas.json", "[{\"android.lens.facing\": [\"FRONT\",],\n \"android.sensor.orientation\": [\"270\",\n ],\n},]");
+    ASSERT_EQ(tamo("meta make --from-json commas.json commas.meta").status, 0);
+    EXPECT_EQ(nlohmann::json::parse(tamo("meta dump --json commas.meta").out),
+              nlohmann::json::parse(R"({"android.lens.facing": ["FRONT"], "android.sensor.orientation": ["270"]})"));
+
+    const std::string caps = R"({"android.request.availableCapabilities": ["BACKWARD_COMPATIBLE", "DYNAMIC_RANGE_TEN_BIT", "RAW"]})";
+    write("caps.json", caps);
+    write("twice.json", R"({"android.lens.facing": ["FRONT"], "android.lens.facing": ["BACK"]})");
+    write("deep.json", std::string(70000, '[') + std::string(70000, ']'));
+    std::string wide = "{\"android.sensor.orientation\": [[";
+    for (int i = 0; i < 1000000; i++)
+        wide += i == 0 ? "0" : ",0";
+    write("wide.json", wide + "]]}");
+    write("long.json", "{\"android.sensor.orientation\": [\"" + std::string(100000, '7') + "\"]}");
+    write("trail.json", "{\"android.lens.facing\": [\"FRONT\"]} {}");
+    write("types.json", R"({"0x8001fffe:int32": ["1"], "0x8001fffe:byte": ["1"]})");
+    const std::pair<std::string, std::string> refused[] = {
+        {"caps.json", "caps.json: android.request.availableCapabilities[1]: 'DYNAMIC_RANGE_TEN_BIT' is not an API "
+                      "level 30 value of android.request.availableCapabilities\n"},
+        {"twice.json", "twice.json: not JSON: line 1, column 36: Duplicate key: 'android.lens.facing'\n"},
+        {"deep.json", "deep.json: not JSON: nested deeper than 64\n"},
+        {"wide.json", "wide.json: android.sensor.orientation[0]: an array of 1000000 is not a string\n"},
+        {"long.json", "long.json: android.sensor.orientation[0]: '" + std::string(80, '7') + "...' is not a value of type int32\n"},
+        {"trail.json", "trail.json: not JSON: line 1, column 36: Extra non-whitespace after JSON value.\n"},
+        {"types.json", "types.json: 0x8001fffe:int32: another type than the tag's other keys give it\n"},
+    };
+    for (const auto& [file, reason] : refused) {
+        Outcome bad = tamo("meta make --from-json " + file + " none.meta");
+        EXPECT_EQ(bad.status, 1) << file;
+        EXPECT_EQ(bad.err, "tamo: " + reason);
+    }
+    Outcome skipped = tamo("meta make --from-json caps.json --skip-unknown caps.meta");
+    EXPECT_EQ(skipped.status, 0);
+    EXPECT_THAT(skipped.err, HasSubstr("tamo: warning: " + refused[0].second.substr(0, refused[0].second.size() - 1) + ", skipped\n"));
+    EXPECT_EQ(nlohmann::json::parse(tamo("meta dump --json caps.meta").out)["android.request.availableCapabilities"],
+              nlohmann::json::parse(R"(["BACKWARD_COMPATIBLE", "RAW"])"));
+
+    // Keys are found in constant time: quadratic lookups took seconds here.
+    std::string many = "{";
+    for (int i = 0; i < 100000; i++)
+        many += (i == 0 ? "" : ",") + std::string("\"x.k") + std::to_string(i) + "\": [\"1\"]";
+    write("many.json", many + ", \"android.lens.facing\": [\"BACK\"]}");
+    const auto start = std::chrono::steady_clock::now();
+    Outcome fast = tamo("meta make --from-json many.json --skip-unknown many.meta");
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
+    EXPECT_EQ(fast.status, 0);
+    EXPECT_EQ(std::count(fast.err.begin(), fast.err.end(), '\n'), 100001);
+}
+
+// Whatever dump accepts, dump --json writes and make reads back the same;
+// diff sees every entry; a file is one packet and nothing more.
+TEST_F(TamoTool, MetaPacketsInAndOutAgree)
+{
+    write("odd.json", R"({"android.lens.facing": ["BACK"], "android.lens.facing#2": ["FRONT"],
+                          "0x8001ffff:int32": ["7", "-1"], "0x8001fffe:rational#2": ["1", "3"],
+                          "0x8001fffe:rational": []})");
+    ASSERT_EQ(tamo("meta make --from-json odd.json odd.meta").status, 0);
+    const std::string json = tamo("meta dump --json odd.meta").out;
+    EXPECT_EQ(nlohmann::json::parse(json), nlohmann::json::parse(slurp("odd.json")));
+    write("again.json", json);
+    ASSERT_EQ(tamo("meta make --from-json again.json again.meta").status, 0);
+    EXPECT_EQ(slurp("again.meta"), slurp("odd.meta"));
+
+    nlohmann::json other = nlohmann::json::parse(json);
+    other["android.lens.facing#2"] = {"EXTERNAL"};
+    write("other.json", other.dump());
+    ASSERT_EQ(tamo("meta make --from-json other.json other.meta").status, 0);
+    Outcome diff = tamo("meta diff odd.meta other.meta");
+    EXPECT_EQ(diff.status, 1);
+    EXPECT_EQ(diff.out, "--- odd.meta\n+++ other.meta\n- android.lens.facing#2 [ FRONT ]\n"
+                        "+ android.lens.facing#2 [ EXTERNAL ]\n0 only in odd.meta, 0 only in other.meta, 1 with other values\n");
+
+    write("two.meta", slurp("odd.meta") + slurp("other.meta"));
+    const std::string size = std::to_string(fs::file_size(dir / "odd.meta"));
+    for (const auto& [args, status] : {std::pair<std::string, int>{"meta dump two.meta", 1},
+                                       {"meta dump --json two.meta", 1},
+                                       {"meta diff odd.meta two.meta", 2}}) {
+        Outcome bad = tamo(args);
+        EXPECT_EQ(bad.status, status) << args;
+        EXPECT_EQ(bad.err, "tamo: two.meta: " + size + " bytes after the packet's " + size + "\n");
     }
 }
 
