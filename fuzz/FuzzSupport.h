@@ -113,7 +113,8 @@ inline uint32_t pickTag(Reader& in, const camera_metadata_t* m)
     case 2:
         return 0x81000000u + in.u16();
     case 3: {
-        const size_t n = get_camera_metadata_entry_count(m);
+        // m may be an object's missing buffer; the count does not take NULL.
+        const size_t n = m != nullptr ? get_camera_metadata_entry_count(m) : 0;
         camera_metadata_ro_entry_t e;
         return n != 0 && get_camera_metadata_ro_entry(m, in.u16() % n, &e) == 0 ? e.tag : 0;
     }
