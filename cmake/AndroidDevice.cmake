@@ -72,32 +72,27 @@ string(REGEX MATCH "srcs: \\[([^]]*)\\]" _srcs "${_bp}")
 string(REGEX MATCHALL "\"[^\"]+\"" _srcs "${CMAKE_MATCH_1}")
 list(TRANSFORM _srcs REPLACE "\"" "")
 list(TRANSFORM _srcs PREPEND ${PROJECT_SOURCE_DIR}/)
-add_library(tamo_utils SHARED ${_srcs})
-add_library(tamo::utils ALIAS tamo_utils)
-set_target_properties(tamo_utils PROPERTIES OUTPUT_NAME tamo_utils)
-target_include_directories(tamo_utils
-  PUBLIC ${PROJECT_SOURCE_DIR}/include
-  PRIVATE ${PROJECT_SOURCE_DIR}/utils)
 # Stream buffers are told apart with dynamic_cast, as Android.bp says (rtti).
-target_compile_options(tamo_utils PRIVATE -frtti)
-target_link_libraries(tamo_utils
-  PUBLIC android::camera_metadata android::cutils android::utils android::hidlbase
-         android::mapper2.0 android::mapper3.0 android::mapper4.0 tamo::platform
-  PRIVATE android::ui tamo::log_control ${CMAKE_DL_LIBS} tamo_warnings)
+function(tamo_device_library name)
+  add_library(${name} SHARED ${_srcs})
+  target_compile_options(${name} PRIVATE -frtti)
+  target_include_directories(${name}
+    PUBLIC ${PROJECT_SOURCE_DIR}/include
+    PRIVATE ${PROJECT_SOURCE_DIR}/utils)
+  target_link_libraries(${name}
+    PUBLIC android::camera_metadata android::cutils android::utils android::hidlbase
+           android::mapper2.0 android::mapper3.0 android::mapper4.0 tamo::platform
+    PRIVATE android::ui tamo::log_control ${CMAKE_DL_LIBS} tamo_warnings)
+endfunction()
+
+tamo_device_library(tamo_utils)
+add_library(tamo::utils ALIAS tamo_utils)
 
 # The same with buffers that have no memory behind them, for tests of what
 # uses image buffers: libui needs a graphics service this userspace lacks.
 if(TAMO_BUILD_TESTS)
-  add_library(tamo_utils_placeholder SHARED ${_srcs})
+  tamo_device_library(tamo_utils_placeholder)
   target_compile_definitions(tamo_utils_placeholder PRIVATE TAMO_GRALLOC_PLACEHOLDER=1)
-  target_compile_options(tamo_utils_placeholder PRIVATE -frtti)
-  target_include_directories(tamo_utils_placeholder
-    PUBLIC ${PROJECT_SOURCE_DIR}/include
-    PRIVATE ${PROJECT_SOURCE_DIR}/utils)
-  target_link_libraries(tamo_utils_placeholder
-    PUBLIC android::camera_metadata android::cutils android::utils android::hidlbase
-           android::mapper2.0 android::mapper3.0 android::mapper4.0 tamo::platform
-    PRIVATE android::ui tamo::log_control ${CMAKE_DL_LIBS} tamo_warnings)
 endif()
 
 # The tests that use the library through its public headers, on the

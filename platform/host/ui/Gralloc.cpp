@@ -281,6 +281,16 @@ public:
         return NO_ERROR;
     }
 
+    status_t find(buffer_handle_t handle, Buffer* found)
+    {
+        std::lock_guard<std::mutex> guard(mutex);
+        auto it = buffers.find(handle);
+        if (it == buffers.end())
+            return BAD_VALUE;
+        *found = it->second;
+        return NO_ERROR;
+    }
+
     status_t unlock(buffer_handle_t handle)
     {
         std::lock_guard<std::mutex> guard(mutex);
@@ -416,7 +426,7 @@ void lockAnswers(const HostGralloc::CpuAccess& a, int32_t* bytesPerPixel, int32_
     const int version = HostGralloc::mapperVersion();
     if (version < 3)
         return;
-    const int32_t firstPixel = a.bitsPerSample % 8 == 0 ? a.bitsPerSample / 8 : -1;
+    const int32_t firstPixel = a.bytesPerPixel();
     // Separate chroma planes, unless the chroma lies in the luma's plane (YUY2).
     const bool chromaPlanes = a.ycbcr && a.chromaStep != 4;
     if (version == 3 || !chromaPlanes) {
@@ -518,6 +528,15 @@ status_t HostGralloc::lock(buffer_handle_t handle, uint64_t usage, const Rect& b
 {
     Buffer b;
     status_t status = Gralloc::instance().lock(handle, usage, bounds, ycbcr, &b);
+    if (status == NO_ERROR)
+        *out = cpuAccessOf(b);
+    return status;
+}
+
+status_t HostGralloc::describe(buffer_handle_t handle, CpuAccess* out)
+{
+    Buffer b;
+    status_t status = Gralloc::instance().find(handle, &b);
     if (status == NO_ERROR)
         *out = cpuAccessOf(b);
     return status;

@@ -148,7 +148,7 @@ using aidl::android::hardware::graphics::common::PlaneLayout;
 std::vector<PlaneLayout> planeLayoutsOf(const HostGralloc::CpuAccess& a)
 {
     using Component = std::pair<ExtendableType, int64_t>; // type, offset in bits
-    auto plane = [&a](int64_t offset, int64_t bits, int64_t stride, int64_t w, int64_t h,
+    auto plane = [](int64_t offset, int64_t bits, int64_t stride, int64_t w, int64_t h,
                       int64_t subsampleX, int64_t subsampleY, std::vector<Component> parts,
                       int64_t componentBits) {
         PlaneLayout p;
@@ -162,7 +162,6 @@ std::vector<PlaneLayout> planeLayoutsOf(const HostGralloc::CpuAccess& a)
         p.totalSizeInBytes = stride * h;
         p.horizontalSubsampling = subsampleX;
         p.verticalSubsampling = subsampleY;
-        (void)a;
         return p;
     };
     const int64_t w = a.width, h = a.height, stride = a.stride;
@@ -296,9 +295,7 @@ public:
             cb(error, nullptr, -1, -1);
             return Void();
         }
-        // Packed samples have no whole bytes per pixel.
-        const int32_t bytesPerPixel = a.bitsPerSample % 8 == 0 ? a.bitsPerSample / 8 : -1;
-        cb(error, a.base, bytesPerPixel, static_cast<int32_t>(a.stride));
+        cb(error, a.base, a.bytesPerPixel(), static_cast<int32_t>(a.stride));
         return Void();
     }
 
@@ -325,26 +322,16 @@ public:
             cb(V4_0::Error::UNSUPPORTED, hidl_vec<uint8_t>());
             return Void();
         }
-        // Locked and unlocked at once: the layout, not access, is asked for.
         HostGralloc::CpuAccess a;
-        const Rect corner{0, 0, 1, 1};
-        V4_0::Error error = lockBuffer(buffer, kCpuRead, corner, false, &a);
-        if (error == V4_0::Error::BAD_VALUE)
-            error = lockBuffer(buffer, kCpuWrite, corner, false, &a);
-        if (error != V4_0::Error::NONE) {
+        if (HostGralloc::describe(static_cast<buffer_handle_t>(buffer), &a) != NO_ERROR) {
             cb(V4_0::Error::BAD_BUFFER, hidl_vec<uint8_t>());
             return Void();
         }
-        HostGralloc::unlock(static_cast<buffer_handle_t>(buffer));
         hidl_vec<uint8_t> encoded;
         gralloc4::encodePlaneLayouts(planeLayoutsOf(a), &encoded);
         cb(V4_0::Error::NONE, encoded);
         return Void();
     }
-
-private:
-    static constexpr uint64_t kCpuRead = 0x3;
-    static constexpr uint64_t kCpuWrite = 0x30;
 };
 
 template <typename IMapper, typename Mapper, int version>

@@ -62,7 +62,12 @@ public:
         uint8_t* cr = nullptr;
         uint32_t chromaStride = 0;
         uint32_t chromaStep = 0;
+
+        // Whole bytes per pixel of the first plane; -1 for packed samples.
+        int32_t bytesPerPixel() const { return bitsPerSample % 8 == 0 ? bitsPerSample / 8 : -1; }
     };
+    // The layout of a buffer without locking it; BAD_VALUE for one unknown.
+    static status_t describe(buffer_handle_t handle, CpuAccess* out);
     // For the mapper service: CPU access, counted as libui's locks are.
     // BAD_VALUE for usage without CPU bits or bits the buffer lacks, bounds
     // outside it, or ycbcr for a format without chroma.
