@@ -60,10 +60,23 @@ add_library(tamo::log_control ALIAS tamo_log_control)
 target_include_directories(tamo_log_control PUBLIC ${PROJECT_SOURCE_DIR}/platform/host/log/include)
 target_link_libraries(tamo_log_control PRIVATE tamo_warnings)
 
+# The platform's cameras are made from their JSON descriptions by a host
+# program, built here with the host's compiler before anything else.
+set(_host ${CMAKE_BINARY_DIR}/host)
+execute_process(
+  COMMAND ${CMAKE_COMMAND} -S ${PROJECT_SOURCE_DIR} -B ${_host} -G Ninja -DCMAKE_BUILD_TYPE=Release
+          -DTAMO_CAMERA_PACKETS_ONLY=ON -DTAMO_WERROR=${TAMO_WERROR}
+  OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
+execute_process(COMMAND ${CMAKE_COMMAND} --build ${_host} --target tamo_camera_packets
+                OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
+set(TAMO_CAMERA_PACKETS ${_host}/tools/tamo/tamo_camera_packets)
+include(${PROJECT_SOURCE_DIR}/platform/host/platform/HostCameras.cmake)
+
 file(GLOB _platform_sources ${PROJECT_SOURCE_DIR}/platform/host/platform/*.cpp)
-add_library(tamo_platform SHARED ${_platform_sources})
+add_library(tamo_platform SHARED ${_platform_sources} ${TAMO_HOST_CAMERA_SOURCE})
 add_library(tamo::platform ALIAS tamo_platform)
-target_include_directories(tamo_platform PUBLIC ${PROJECT_SOURCE_DIR}/platform/host/platform/include)
+target_include_directories(tamo_platform PUBLIC ${PROJECT_SOURCE_DIR}/platform/host/platform/include
+                           PRIVATE ${PROJECT_SOURCE_DIR}/platform/host/platform)
 target_link_libraries(tamo_platform PRIVATE android::camera_metadata tamo_warnings)
 
 # libtamo_utils: Android.bp's srcs, so both builds compile the same list.

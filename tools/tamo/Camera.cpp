@@ -2,6 +2,8 @@
 
 #include <tamo_platform/IPlatformEnviron.h>
 
+#include "VendorTagNames.h"
+
 namespace tamo::tool {
 
 std::vector<AppVendorTagSection> registerVendorTags()
@@ -9,6 +11,30 @@ std::vector<AppVendorTagSection> registerVendorTags()
     std::vector<AppVendorTagSection> sections;
     VendorTagUtils::getAllVendorTags(sections);
     return sections;
+}
+
+std::vector<std::pair<std::string, uint32_t>> vendorTagNames()
+{
+    std::vector<std::pair<std::string, uint32_t>> names;
+    for (const AppVendorTagSection& section : registerVendorTags()) {
+        for (const AppVendorTag& tag : section.tags)
+            names.emplace_back(section.sectionName + "." + tag.tagName, tag.tagId);
+    }
+    return names;
+}
+
+const vendor_tag_ops_t* vendorTagOps()
+{
+    static const vendor_tag_ops_t ops = [] {
+        vendor_tag_ops_t o{};
+        o.get_tag_count = VendorTagDescriptorUtils::tamo_get_tag_count;
+        o.get_all_tags = VendorTagDescriptorUtils::tamo_get_all_tags;
+        o.get_section_name = VendorTagDescriptorUtils::tamo_get_section_name;
+        o.get_tag_name = VendorTagDescriptorUtils::tamo_get_tag_name;
+        o.get_tag_type = VendorTagDescriptorUtils::tamo_get_tag_type;
+        return o;
+    }();
+    return &ops;
 }
 
 std::shared_ptr<Metadata> cameraCharacteristics(uint32_t cameraId, std::string& error)

@@ -16,9 +16,9 @@
 #include <json/json.h>
 #include <nlohmann/json.hpp>
 #include <system/camera_vendor_tags.h>
-#include <tamo/VendorTag.h>
 
 #include "MetaValues.h"
+#include "VendorTagNames.h"
 
 namespace tamo::tool {
 
@@ -113,21 +113,26 @@ std::map<uint32_t, uint8_t>& unnamedTypes()
     return types;
 }
 
-int typeOf(const vendor_tag_ops_t* ops, uint32_t tag)
+// The type the vendor tag callbacks give a tag; -1 without callbacks.
+int vendorTagType(uint32_t tag)
+{
+    const vendor_tag_ops_t* ops = vendorTagOps();
+    return ops != nullptr ? ops->get_tag_type(ops, tag) : -1;
+}
+
+int typeOf(const vendor_tag_ops_t*, uint32_t tag)
 {
     const auto type = unnamedTypes().find(tag);
-    return type != unnamedTypes().end() ? type->second : VendorTagDescriptorUtils::tamo_get_tag_type(ops, tag);
+    return type != unnamedTypes().end() ? type->second : vendorTagType(tag);
 }
 
 // The library finds the setter the same way: it is not in a public header.
 bool typeUnnamedTags()
 {
+    if (vendorTagOps() == nullptr)
+        return false;
     static const vendor_tag_ops_t ops = [] {
-        vendor_tag_ops_t o{};
-        o.get_tag_count = VendorTagDescriptorUtils::tamo_get_tag_count;
-        o.get_all_tags = VendorTagDescriptorUtils::tamo_get_all_tags;
-        o.get_section_name = VendorTagDescriptorUtils::tamo_get_section_name;
-        o.get_tag_name = VendorTagDescriptorUtils::tamo_get_tag_name;
+        vendor_tag_ops_t o = *vendorTagOps();
         o.get_tag_type = typeOf;
         return o;
     }();
@@ -157,7 +162,7 @@ std::optional<Key> parseKey(const std::string& key, const std::unordered_map<std
     if (base.size() < 12 || std::sscanf(base.c_str(), "0x%8x:%15[a-z0-9]%n", &tag, type, &end) != 2 ||
         size_t(end) != base.size() || base != fmt::format("{:#010x}:{}", tag, type) || tag < uint32_t(VENDOR_SECTION_START))
         return std::nullopt;
-    const int known = VendorTagDescriptorUtils::tamo_get_tag_type(nullptr, tag); // not unnamedTypes()
+    const int known = vendorTagType(tag); // not unnamedTypes()
     for (int t = 0; t < NUM_TYPES; t++) {
         if (std::strcmp(type, camera_metadata_type_names[t]) == 0 && (!typed(known) || known == t))
             return Key{tag, t, occurrence};
@@ -235,7 +240,7 @@ Packet importJson(const std::string& text, JsonImport& import, std::string& erro
             return nullptr;
         }
         const auto type = uint8_t(parsed->type);
-        if (!typed(VendorTagDescriptorUtils::tamo_get_tag_type(nullptr, parsed->tag)) &&
+        if (parsed->tag >= uint32_t(VENDOR_SECTION_START) && !typed(vendorTagType(parsed->tag)) &&
             unnamedTypes().emplace(parsed->tag, type).first->second != type) {
             error = fmt::format("{}: {}: another type than the tag's other keys give it", file, where);
             return nullptr;

@@ -6,8 +6,8 @@
 
 #include <fmt/core.h>
 
-#include "Camera.h"
 #include "Files.h"
+#include "VendorTagNames.h"
 
 namespace tamo::tool {
 
@@ -99,10 +99,8 @@ std::unordered_map<std::string, uint32_t> tagsByName()
                 tags.emplace(tagName(tag), tag);
         }
     }
-    for (const AppVendorTagSection& section : registerVendorTags()) {
-        for (const AppVendorTag& tag : section.tags)
-            tags.emplace(section.sectionName + "." + tag.tagName, tag.tagId);
-    }
+    for (auto& [name, tag] : vendorTagNames())
+        tags.emplace(std::move(name), tag);
     return tags;
 }
 
