@@ -1,5 +1,6 @@
 #include "Camera.h"
 
+#include <fmt/core.h>
 #include <tamo_platform/IPlatformEnviron.h>
 
 #include "VendorTagNames.h"
@@ -37,20 +38,32 @@ const vendor_tag_ops_t* vendorTagOps()
     return &ops;
 }
 
-std::shared_ptr<Metadata> cameraCharacteristics(uint32_t cameraId, std::string& error)
+CameraCharacteristics cameraCharacteristics(uint32_t cameraId, std::string& error)
 {
     // Asked first, so that a wrong id is one line rather than a library error.
     auto environment = platform::IPlatformEnviron::getInstance();
-    if (environment == nullptr || environment->getStaticMetadata(cameraId) == nullptr) {
+    const camera_metadata* platformMeta = environment != nullptr ? environment->getStaticMetadata(cameraId) : nullptr;
+    if (platformMeta == nullptr) {
         error = "the platform has no camera " + std::to_string(cameraId);
-        return nullptr;
+        return {};
     }
     // Without the vendor tags registered the framework's tags cannot be added.
     registerVendorTags();
-    auto characteristics = StaticMetadataUtils::getCameraCharacteristics(cameraId);
-    if (characteristics == nullptr)
+    if (auto characteristics = StaticMetadataUtils::getCameraCharacteristics(cameraId))
+        return {characteristics, true};
+
+    // The cache keeps a fixed 800 bytes of data for a camera; a complete
+    // camera has several times that, and is refused (the library says so).
+    auto copy = Metadata::create();
+    if (copy == nullptr || !copy->init(platformMeta)) {
         error = "no characteristics for camera " + std::to_string(cameraId);
-    return characteristics;
+        return {};
+    }
+    fmt::print(stderr,
+               "tamo: warning: camera {}: the framework's characteristics cache does not take its {} data "
+               "bytes; the platform's static metadata is used, without the framework's tags\n",
+               cameraId, get_camera_metadata_data_count(platformMeta));
+    return {copy, false};
 }
 
 } // namespace tamo::tool

@@ -14,8 +14,17 @@ namespace tamo::tool {
 // type them.
 std::vector<AppVendorTagSection> registerVendorTags();
 
-// The camera's characteristics with the framework's tags in them; empty,
-// with a reason, for a camera the platform does not have.
-std::shared_ptr<Metadata> cameraCharacteristics(uint32_t cameraId, std::string& error);
+struct CameraCharacteristics {
+    std::shared_ptr<Metadata> metadata;
+    // False when the framework's cache did not take the camera and metadata
+    // is the platform's static metadata as it is, without the framework's
+    // tags (a warning says so).
+    bool completed = false;
+};
+
+// The camera's characteristics with the framework's tags in them, or else
+// the platform's; no metadata, with a reason, for a camera the platform
+// does not have.
+CameraCharacteristics cameraCharacteristics(uint32_t cameraId, std::string& error);
 
 } // namespace tamo::tool

@@ -59,7 +59,7 @@ int checkCamera(const CheckArgs& args)
 {
     std::string error;
     if (args.fromCamera) {
-        std::shared_ptr<Metadata> characteristics = cameraCharacteristics(args.cameraId, error);
+        std::shared_ptr<Metadata> characteristics = cameraCharacteristics(args.cameraId, error).metadata;
         if (characteristics == nullptr)
             return failWith(2, "{}", error);
         // The platform numbers its cameras from 0 without gaps.

@@ -75,11 +75,12 @@ int writePacket(const std::string& path, const camera_metadata_t* packet, const 
 int makeMetadata(unsigned int cameraId, const std::string& path)
 {
     std::string error;
-    std::shared_ptr<Metadata> characteristics = cameraCharacteristics(cameraId, error);
-    if (characteristics == nullptr)
+    const CameraCharacteristics characteristics = cameraCharacteristics(cameraId, error);
+    if (characteristics.metadata == nullptr)
         return fail("{}", error);
-    return writePacket(path, characteristics->getFwkMetadata(),
-                       fmt::format("camera {} characteristics", cameraId));
+    return writePacket(path, characteristics.metadata->getFwkMetadata(),
+                       fmt::format("camera {} {}", cameraId,
+                                   characteristics.completed ? "characteristics" : "static metadata"));
 }
 
 struct JsonMake {

@@ -201,6 +201,8 @@ private:
     const SessionOptions options;
     std::string failure;
     std::shared_ptr<Metadata> characteristics;
+    bool completedByFramework = false;
+    float maxDigitalZoom = 1.0f;
     std::string cameraName;
     std::vector<int32_t> activeArray;
     std::vector<std::shared_ptr<StreamInfo>> streams;
@@ -216,9 +218,11 @@ private:
 
 bool CaptureSession::readCamera()
 {
-    characteristics = cameraCharacteristics(options.cameraId, failure);
-    if (characteristics == nullptr)
+    CameraCharacteristics camera = cameraCharacteristics(options.cameraId, failure);
+    if (camera.metadata == nullptr)
         return false;
+    characteristics = camera.metadata;
+    completedByFramework = camera.completed;
     sizes.characteristics = characteristics->getMetadataSize();
 
     MetadataEntryData name = characteristics->getMetadataByTag(FWK_VENDOR_TAG_CAMERA_TYPE);
@@ -228,6 +232,9 @@ bool CaptureSession::readCamera()
     if (!active || active->size() < 4 || (*active)[2] <= 0 || (*active)[3] <= 0)
         return failed("camera {} has no active array size", options.cameraId);
     activeArray = *active;
+    MetadataEntryData zoom = characteristics->getMetadataByTag(ANDROID_SCALER_AVAILABLE_MAX_DIGITAL_ZOOM);
+    if (zoom.data != nullptr && static_cast<int32_t>(zoom.count) > 0)
+        maxDigitalZoom = *static_cast<const float*>(zoom.data);
     return true;
 }
 
@@ -316,6 +323,14 @@ std::shared_ptr<Metadata> CaptureSession::makeSettings(uint32_t number)
         !settings->updateMetaDataByTag(ANDROID_CONTROL_CAPTURE_INTENT, &kCaptureIntentPreview, 1) ||
         !settings->updateMetaDataByTag(ANDROID_SCALER_CROP_REGION, crop, 4))
         return nullptr;
+    // The converter reads the zoom ratio's terms from the framework's cache;
+    // for a camera the cache does not hold, the HAL gives the ratio itself,
+    // by the converter's formula, and the converter leaves it.
+    if (!completedByFramework) {
+        const float ratio = static_cast<float>(width) / static_cast<float>(activeArray[2]) * maxDigitalZoom;
+        if (!settings->updateMetaDataByTag(FWK_VENDOR_TAG_ZOOM_RATIO, &ratio, 1))
+            return nullptr;
+    }
     VendorTagUtils::converter(settings, options.cameraId);
     return settings;
 }
