@@ -93,8 +93,8 @@ std::optional<std::vector<int32_t>> int32Values(Metadata& metadata, uint32_t tag
     return std::vector<int32_t>(values, values + entry.count);
 }
 
-// What a stream of this kind is given: YUV the largest size up to 1080p,
-// BLOB the largest, RAW16 its largest or else the active array.
+// What a stream of this kind is given, of the camera's output stream
+// configurations: YUV the largest size up to 1080p, BLOB and RAW16 the largest.
 std::optional<Size> streamSize(Metadata& characteristics, const StreamKind& kind)
 {
     std::optional<Size> best;
@@ -113,11 +113,6 @@ std::optional<Size> streamSize(Metadata& characteristics, const StreamKind& kind
                 uint64_t{size.width} * size.height <= kMaxPreviewArea)
                 consider(size);
         }
-    }
-    if (!best && kind.format == HAL_PIXEL_FORMAT_RAW16) {
-        auto active = int32Values(characteristics, ANDROID_SENSOR_INFO_ACTIVE_ARRAY_SIZE);
-        if (active && active->size() >= 4 && (*active)[2] > 0 && (*active)[3] > 0)
-            best = Size{static_cast<uint32_t>((*active)[2]), static_cast<uint32_t>((*active)[3])};
     }
     return best;
 }

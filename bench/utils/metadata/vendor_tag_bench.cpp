@@ -5,10 +5,16 @@
  */
 #include <vector>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <benchmark/benchmark.h>
 
 #include <system/camera_metadata.h>
 #include <tamo/VendorTag.h>
+#include <tamo_platform/HostPlatform.h>
+
+#include "CacheSizedCamera.h"
 
 namespace {
 
@@ -54,9 +60,13 @@ void BM_PlatformTagLookup(benchmark::State& state)
 }
 BENCHMARK(BM_PlatformTagLookup);
 
+// The host cameras are complete, more than the cache takes: cut to what it
+// takes, camera 0 is built once and then served from the cache.
 void BM_CachedCharacteristics(benchmark::State& state)
 {
     installCallbacks();
+    if (state.thread_index() == 0)
+        tamo::platform::host::installEnviron(std::make_shared<testsupport::CacheSizedEnviron>());
     if (tamo::StaticMetadataUtils::getCameraCharacteristics(0) == nullptr) {
         state.SkipWithError("no characteristics for camera 0");
         return;
@@ -65,5 +75,23 @@ void BM_CachedCharacteristics(benchmark::State& state)
         benchmark::DoNotOptimize(tamo::StaticMetadataUtils::getCameraCharacteristics(0));
 }
 BENCHMARK(BM_CachedCharacteristics)->ThreadRange(1, 2)->UseRealTime();
+
+// A complete camera is refused and never cached: what every call for it
+// costs (the converter makes one per request with a crop region).
+void BM_RefusedCharacteristics(benchmark::State& state)
+{
+    installCallbacks();
+    tamo::platform::host::resetPlatform();
+    // Each refusal logs a line; written, as a device writes it, but unseen.
+    const int saved = dup(STDERR_FILENO);
+    const int null = open("/dev/null", O_WRONLY);
+    dup2(null, STDERR_FILENO);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(tamo::StaticMetadataUtils::getCameraCharacteristics(1));
+    dup2(saved, STDERR_FILENO);
+    close(saved);
+    close(null);
+}
+BENCHMARK(BM_RefusedCharacteristics);
 
 } // namespace

@@ -16,6 +16,7 @@
 #include <numeric>
 #include <thread>
 
+#include "CacheSizedCamera.h"
 #include "LogLines.h"
 
 namespace metadata_test {
@@ -75,16 +76,17 @@ inline Caps caps(const std::shared_ptr<tamo::Metadata>& meta)
 
 // The host platform with buffers of the test's own, counting what it is
 // asked; it can answer slowly, and note a call made while `mustHold` is free.
-struct Environ : tamo::platform::IPlatformEnviron {
+struct Environ : CacheSizedEnviron {
+    Environ() : CacheSizedEnviron(false) {}
     void appendVendorTagSections(std::vector<tamo::AppVendorTagSection>& sections) override
     {
         called(sectionCalls);
-        host->appendVendorTagSections(sections);
+        CacheSizedEnviron::appendVendorTagSections(sections);
     }
     const camera_metadata* getStaticMetadata(uint32_t id) override
     {
         called(staticCalls);
-        return own.count(id) != 0 ? own[id].get() : host->getStaticMetadata(id);
+        return CacheSizedEnviron::getStaticMetadata(id);
     }
     void called(std::atomic<int>& calls)
     {
@@ -97,8 +99,6 @@ struct Environ : tamo::platform::IPlatformEnviron {
             }).join();
     }
 
-    std::shared_ptr<tamo::platform::IPlatformEnviron> host = tamo::platform::host::createHostEnviron();
-    std::map<uint32_t, std::shared_ptr<camera_metadata>> own;
     std::atomic<int> sectionCalls{0}, staticCalls{0};
     std::chrono::microseconds delay{0};
     std::mutex* mustHold = nullptr;

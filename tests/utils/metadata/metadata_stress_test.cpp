@@ -36,6 +36,7 @@ TEST(VendorTagFirstUseStress, EightThreadsShareOneTableOneInstallationAndOneBuil
     Logged capture(2);
     auto environment = std::make_shared<Environ>();
     environment->delay = std::chrono::microseconds(200); // first callers pile up
+    environment->cacheSizedHost();
     Platform platform(environment);
 
     // Every thread lists all vendor tags: the first listing installs the

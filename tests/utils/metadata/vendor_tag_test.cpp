@@ -160,6 +160,9 @@ TEST(VendorTags, FirstListingInstallsTheCallbacksOnceOrSaysWhyNot)
     for (int mode = 0; mode < 4; mode++) {
         auto child = [mode, &why] {
             g_dlMode = mode;
+            auto environ = std::make_shared<Environ>();
+            environ->cacheSizedHost();
+            Platform platform(environ);
             Logged capture(1); // errors are not gated; the notices are
             // Until then framework tags cannot be typed, so these lack them.
             EXPECT_EQ(text(StaticMetadataUtils::getCameraCharacteristics(6), kCameraType), "absent");
@@ -190,8 +193,11 @@ TEST(StaticMetadata, BuiltOnceUnderTheLockRetriedAfterAFailureAndReadByTheConver
     listAll(sections); // framework tags can be written only once typed
     auto environ = std::make_shared<Environ>();
     environ->mustHold = &StaticMetadataUtils::static_map_lock;
+    environ->cacheSizedHost();
     // Past the logical camera table.
-    environ->own[9].reset(clone_camera_metadata(environ->host->getStaticMetadata(0)), free_camera_metadata);
+    environ->own[9] = environ->own[0];
+    // A complete camera: more data than the cache keeps.
+    environ->own[12].reset(clone_camera_metadata(environ->host->getStaticMetadata(0)), free_camera_metadata);
     environ->own[41].reset(allocate_camera_metadata(1, 0), free_camera_metadata); // neither active array nor zoom
     Platform platform(environ);
     Logged capture(2);
@@ -201,7 +207,7 @@ TEST(StaticMetadata, BuiltOnceUnderTheLockRetriedAfterAFailureAndReadByTheConver
         SCOPED_TRACE(id);
         ASSERT_NE(built[id] = StaticMetadataUtils::getCameraCharacteristics(id), nullptr);
         const bool named = id < 9;
-        const size_t n = get_camera_metadata_entry_count(environ->host->getStaticMetadata(named ? id : 0));
+        const size_t n = get_camera_metadata_entry_count(environ->own[id].get());
         EXPECT_EQ(text(built[id], kCameraType), named ? "cam" + std::to_string(id) : "absent");
         EXPECT_EQ(values<uint8_t>(built[id], kLargeSizeThumbnail), std::vector<uint8_t>{1});
         EXPECT_EQ(caps(built[id]), Caps(n + 5, 800));
@@ -222,10 +228,12 @@ TEST(StaticMetadata, BuiltOnceUnderTheLockRetriedAfterAFailureAndReadByTheConver
     // A failed build, without platform data or without memory, is not
     // cached: the next call asks again.
     capture.clear();
+    EXPECT_GT(get_camera_metadata_data_count(environ->own[12].get()), 800u);
+    EXPECT_EQ(StaticMetadataUtils::getCameraCharacteristics(12), nullptr);
     EXPECT_EQ(StaticMetadataUtils::getCameraCharacteristics(31), nullptr);
     environ->own[31].reset(allocate_camera_metadata(1, 0), free_camera_metadata);
-    Lines failures{"0 operator(): updat Characteristics fail"};
-    int platformCalls = 12;
+    Lines failures{"0 operator(): updat Characteristics fail", "0 operator(): updat Characteristics fail"};
+    int platformCalls = 13;
 #if TAMO_CAMERA_METADATA_FAULTS
     platformCalls++;
     camera_metadata_fail_allocations(1);
