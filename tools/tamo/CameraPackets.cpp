@@ -47,13 +47,8 @@ int main(int argc, char** argv)
         const std::string path = argv[i];
         const std::string name = path.substr(path.find_last_of('/') + 1);
         std::string error;
-        const std::optional<uintmax_t> size = tamo::tool::fileSize(path, error);
-        std::string text(size.value_or(0), '\0');
-        Packet packet;
-        if (size && tamo::tool::readFile(path, text.data(), text.size(), error)) {
-            tamo::tool::JsonImport import{path, 0, false, {}, {}};
-            packet = tamo::tool::importJson(text, import, error);
-        }
+        tamo::tool::JsonImport import{path, 0, false, {}, {}};
+        const Packet packet = tamo::tool::importJsonFile(import, error);
         if (packet == nullptr) {
             fmt::print(stderr, "tamo_camera_packets: {}\n", error);
             return 2;

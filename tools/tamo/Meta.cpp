@@ -96,12 +96,8 @@ int makeFromJson(const JsonMake& make)
     std::string error;
     if (!notAnInput(make.out, {make.json}, error))
         return fail("{}", error);
-    const std::optional<uintmax_t> size = fileSize(make.json, error);
-    std::string text(size.value_or(0), '\0');
-    if (!size || !readFile(make.json, text.data(), text.size(), error))
-        return fail("{}", error);
     JsonImport import{make.json, make.index, make.skipUnknown, {}, {}};
-    const Packet packet = importJson(text, import, error);
+    const Packet packet = importJsonFile(import, error);
     std::string warnings; // one write: stderr is unbuffered, and there may be many
     for (const std::string& warning : import.warnings)
         warnings += fmt::format("tamo: warning: {}\n", warning);

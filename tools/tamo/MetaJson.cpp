@@ -17,6 +17,7 @@
 #include <nlohmann/json.hpp>
 #include <system/camera_vendor_tags.h>
 
+#include "Files.h"
 #include "MetaValues.h"
 #include "VendorTagNames.h"
 
@@ -315,6 +316,15 @@ Packet importJson(const std::string& text, JsonImport& import, std::string& erro
         }
     }
     return packet;
+}
+
+Packet importJsonFile(JsonImport& import, std::string& error)
+{
+    const std::optional<uintmax_t> size = fileSize(import.name, error);
+    std::string text(size.value_or(0), '\0');
+    if (!size || !readFile(import.name, text.data(), text.size(), error))
+        return nullptr;
+    return importJson(text, import, error);
 }
 
 std::vector<std::pair<std::string, camera_metadata_ro_entry_t>> keyedEntries(const camera_metadata_t* packet)

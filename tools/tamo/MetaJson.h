@@ -34,6 +34,8 @@ struct JsonImport {
 // value and nesting deeper than kMaxJsonDepth. Entries are written in tag
 // order, exactly the room they take. Empty, with one line, on refusal.
 Packet importJson(const std::string& text, JsonImport& import, std::string& error);
+// The same of the file import.name, read whole.
+Packet importJsonFile(JsonImport& import, std::string& error);
 
 // Every entry, by the key importJson() reads back into the same entry:
 // a tag's name, or 0x%08x:type when it has none, and #N for its Nth entry.

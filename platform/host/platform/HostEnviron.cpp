@@ -39,7 +39,6 @@ class HostEnviron : public IPlatformEnviron {
 public:
     HostEnviron()
     {
-        static_assert(kHostCameraCount > 0);
         for (size_t id = 0; id < kHostCameraCount && id < kHostCameraPacketCount; id++)
             mStatic[id] = loadCamera(kHostCameraPackets[id]);
     }
